@@ -32,8 +32,12 @@ std::string describe(double value) {
 
 }  // namespace
 
-std::optional<std::int64_t> tryInt64(double value) { return truncateToInt<std::int64_t>(value); }
-std::optional<std::int32_t> tryInt32(double value) { return truncateToInt<std::int32_t>(value); }
+std::optional<std::int64_t> tryInt64(double value) {
+  return truncateToInt<std::int64_t>(value);
+}
+std::optional<std::int32_t> tryInt32(double value) {
+  return truncateToInt<std::int32_t>(value);
+}
 
 std::int64_t checkedInt64(double value) {
   if (auto v = tryInt64(value)) return *v;
@@ -41,8 +45,10 @@ std::int64_t checkedInt64(double value) {
     fatalError("Double value cannot be converted to Int64 because it is either infinite or NaN (" +
                describe(value) + ")");
   }
-  fatalError("Double value cannot be converted to Int64 because the result would be outside the "
-             "representable range (" + describe(value) + ")");
+  fatalError(
+      "Double value cannot be converted to Int64 because the result would be outside the "
+      "representable range (" +
+      describe(value) + ")");
 }
 
 std::int32_t checkedInt32(double value) {
@@ -51,8 +57,10 @@ std::int32_t checkedInt32(double value) {
     fatalError("Double value cannot be converted to Int32 because it is either infinite or NaN (" +
                describe(value) + ")");
   }
-  fatalError("Double value cannot be converted to Int32 because the result would be outside the "
-             "representable range (" + describe(value) + ")");
+  fatalError(
+      "Double value cannot be converted to Int32 because the result would be outside the "
+      "representable range (" +
+      describe(value) + ")");
 }
 
 std::int32_t checkedInt32(std::int64_t value) {

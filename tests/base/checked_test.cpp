@@ -52,8 +52,9 @@ TEST(CheckedTest, Int64BoundsAreExact) {
 using CheckedDeathTest = ::testing::Test;
 
 TEST(CheckedDeathTest, FatalConversionsSayWhy) {
-  EXPECT_DEATH(checkedInt32(kNaN), "Fatal error: Double value cannot be converted to Int32 "
-                                   "because it is either infinite or NaN");
+  EXPECT_DEATH(checkedInt32(kNaN),
+               "Fatal error: Double value cannot be converted to Int32 "
+               "because it is either infinite or NaN");
   EXPECT_DEATH(checkedInt32(3e9), "Fatal error: .*outside the representable range");
   EXPECT_DEATH(checkedInt64(-kInf), "Fatal error: .*Int64 because it is either infinite or NaN");
   EXPECT_DEATH(checkedInt32(std::int64_t{1} << 31), "Fatal error: Not enough bits");
