@@ -43,3 +43,13 @@ function(km_add_test name)
   include(GoogleTest)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS ${name})
 endfunction()
+
+# km_add_bench(name SOURCES ... DEPS ...): one Google Benchmark program (release preset).
+function(km_add_bench name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_DEPS} benchmark::benchmark benchmark::benchmark_main)
+  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/src")
+  target_compile_definitions(${name} PRIVATE KM_SOURCE_BUNDLE_DIR="${KM_SOURCE_BUNDLE_DIR}")
+  km_target_defaults(${name})
+endfunction()
