@@ -1,7 +1,6 @@
 #include "model/read_summary.h"
 
-#include <cstdio>
-
+#include "model/extension_log.h"
 #include "model/shared_store.h"
 #include "platform/foundation/user_defaults.h"
 
@@ -52,7 +51,7 @@ SummaryRead readSummaryWithSource() {
   Result<WidgetNutritionSummary> decoded =
       decodeSummary(std::string_view(reinterpret_cast<const char*>(blob->data()), blob->size()));
   if (!decoded.ok()) {
-    std::fputs((decoded.error().message + "\n").c_str(), stdout);
+    writeExtensionLog(decoded.error().message);
     return {decodeFallbackSummary(now()), SummarySource::decodeFallback};
   }
   return {std::move(decoded).value(), SummarySource::stored};
