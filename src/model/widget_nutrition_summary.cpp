@@ -131,7 +131,9 @@ Result<WidgetNutritionSummary> decodeSummary(std::string_view text) {
     try {
       json ignored = json::parse(text);
       (void)ignored;
-    } catch (const json::parse_error& e) {
+    } catch (const json::exception& e) {
+      // Syntax errors, and numbers too large for a double ("1e999"), which the parser
+      // reports as out of range.
       std::string what = e.what();
       // Drop the library's "[json.exception.parse_error.101] " tag; keep position and reason.
       if (auto close = what.find("] "); close != std::string::npos) what.erase(0, close + 2);
