@@ -2,11 +2,13 @@
 
 #include <cmath>
 #include <fstream>
+#include <sstream>
 
 #include "fixtures/temp_dir.h"
 #include "platform/foundation/bundle.h"
 #include "platform/foundation/calendar.h"
 #include "platform/foundation/date.h"
+#include "platform/foundation/json_reader.h"
 #include "platform/foundation/process_settings.h"
 #include "platform/foundation/strings_table.h"
 #include "platform/foundation/text.h"
@@ -198,7 +200,7 @@ TEST(UserDefaultsTest, StoresThatCannotBeOpenedAreErrorsNotCrashes) {
     auto store = UserDefaults::openFile(foreign, UserDefaults::Access::readWrite);
     ASSERT_TRUE(store.ok());
   }
-  std::filesystem::remove(foreign);
+  km::testing::removeStore(foreign);
   std::ofstream(foreign).close();  // empty file: SQLite sees an empty database with no table
 
   for (const std::string& path :
@@ -372,6 +374,93 @@ TEST(URLTest, ValidatesWhatTheAppCanOpen) {
     EXPECT_EQ(URL::fromString(c.text).has_value(), c.valid) << c.text;
   }
   EXPECT_EQ(URL::fromString("kalomate://x")->scheme(), "kalomate");
+}
+
+}  // namespace
+}  // namespace km
+
+namespace km {
+namespace {
+
+// Writes the events back as compact text, so a case can state the whole parse in one string.
+class EchoHandler final : public JsonHandler {
+ public:
+  std::string out;
+  bool null() override { return put("null"); }
+  bool boolean(bool v) override { return put(v ? "true" : "false"); }
+  bool integer(std::int64_t v) override { return put("i" + std::to_string(v)); }
+  bool unsignedInteger(std::uint64_t v) override { return put("u" + std::to_string(v)); }
+  bool floating(double v) override {
+    std::ostringstream s;
+    s << 'd' << v;
+    return put(s.str());
+  }
+  bool string(std::string_view v) override { return put("'" + std::string(v) + "'"); }
+  bool startObject() override { return put("{"); }
+  bool key(std::string_view v) override { return put("<" + std::string(v) + ">"); }
+  bool endObject() override { return put("}"); }
+  bool startArray() override { return put("["); }
+  bool endArray() override { return put("]"); }
+
+ private:
+  bool put(const std::string& s) {
+    out += s;
+    out += ' ';
+    return true;
+  }
+};
+
+TEST(JsonReaderTest, ReportsEventsOfValidDocuments) {
+  struct Case {
+    const char* json;
+    const char* events;
+  } cases[] = {
+      {R"({"a":[1,-2,1.5,1e2,true,null]})", "{ <a> [ u1 i-2 d1.5 d100 true null ] } "},
+      {" \n\t[ ] ", "[ ] "},
+      {R"("esc\"\\\/\n\u00e9\ud83d\ude00")", "'esc\"\\/\n\xC3\xA9\xF0\x9F\x98\x80' "},
+      {"18446744073709551615", "u18446744073709551615 "},
+      {"18446744073709551616", "d1.84467e+19 "},  // beyond 64 bits: a double
+      {"-0", "i0 "},
+      {"1e-400", "d0 "},  // underflow rounds to zero
+      {"\"\xC3\xA9\"", "'\xC3\xA9' "},
+  };
+  for (const auto& c : cases) {
+    EchoHandler h;
+    EXPECT_EQ(parseJson(c.json, h), std::nullopt) << c.json;
+    EXPECT_EQ(h.out, c.events) << c.json;
+  }
+}
+
+TEST(JsonReaderTest, RejectsInvalidDocumentsWithAPosition) {
+  struct Case {
+    const char* json;
+    const char* error;
+  } cases[] = {
+      {"", "line 1, column 1: unexpected end of input, expected a value"},
+      {"{\"a\":1,}", "line 1, column 8: expected a key (a string)"},
+      {"[1,]", "line 1, column 4: unexpected character, expected a value"},
+      {"{\"a\" 1}", "line 1, column 6: expected ':' after the key"},
+      {"[1]\n x", "line 2, column 2: unexpected content after the JSON value"},
+      {"01", "line 1, column 2: invalid number: leading zero"},
+      {"1.", "line 1, column 3: invalid number: expected a digit after '.'"},
+      {"1e999", "line 1, column 1: number overflow: 1e999"},
+      {"NaN", "line 1, column 1: unexpected character, expected a value"},
+      {"tru", "line 1, column 1: invalid literal"},
+      {"\"a\nb\"", "line 1, column 3: control character in a string"},
+      {"\"\\x\"", "line 1, column 3: invalid escape in a string"},
+      {"\"\\ud83d\"", "line 1, column 8: unpaired surrogate in a \\u escape"},
+      {"\"\xC3\"", "line 1, column 2: invalid UTF-8 in a string"},
+      {"\"\xED\xA0\x80\"", "line 1, column 2: invalid UTF-8 in a string"},  // encoded surrogate
+      {"\"abc", "line 1, column 1: unterminated string"},
+      {"// comment\n1", "line 1, column 1: unexpected character, expected a value"},
+  };
+  for (const auto& c : cases) {
+    EchoHandler h;
+    EXPECT_EQ(parseJson(c.json, h).value_or("(valid)"), c.error) << c.json;
+  }
+  EchoHandler h;
+  EXPECT_EQ(parseJson(std::string(600, '[') + std::string(600, ']'), h).value_or("(valid)"),
+            "line 1, column 513: nesting too deep");
 }
 
 }  // namespace

@@ -169,7 +169,7 @@ TEST_F(ProviderTest, PlaceholderAndSnapshot) {
   EXPECT_EQ(placeholder.nutrition.energyTotal, 2000);
   EXPECT_EQ(placeholder.nutrition.carbsTotal, 50);
 
-  std::filesystem::remove(dir_.file("store.sqlite"));
+  km::testing::removeStore(dir_.file("store.sqlite"));
   int calls = 0;
   Provider{}.getSnapshot({F::systemSmall, 0, 0, true}, [&](NutritionEntry e) {
     ++calls;

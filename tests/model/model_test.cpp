@@ -157,7 +157,7 @@ TEST_F(ReadSummaryTest, FallsBackByCause) {
        SummarySource::decodeFallback, 825, 2100, 115, 100, 65, 90, 200, 250, true},
   };
   for (const auto& c : cases) {
-    std::filesystem::remove(path_);
+    km::testing::removeStore(path_);
     c.prepare(*this);
     std::ostringstream log;
     SummaryRead read;

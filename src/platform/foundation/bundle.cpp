@@ -66,7 +66,10 @@ std::optional<std::string> Bundle::pathForResource(std::string_view name,
                                                    std::string_view type) const {
   if (name.empty()) return std::nullopt;
   std::string file(name);
-  if (!type.empty()) file += "." + std::string(type);
+  if (!type.empty()) {
+    file += '.';
+    file.append(type);
+  }
   // A name with a path separator must not escape the bundle.
   if (file.find('/') != std::string::npos || file == "." || file == "..") return std::nullopt;
   const fs::path p = fs::path(path_) / file;
@@ -107,10 +110,11 @@ std::string Bundle::preferredLocalization() const {
 
 std::string Bundle::localizedString(std::string_view key, std::string_view value,
                                     std::string_view table) const {
-  const std::string file = std::string(table.empty() ? "Localizable" : table) + ".strings";
+  std::string file(table.empty() ? "Localizable" : table);
+  file.append(".strings");
   std::vector<fs::path> candidates;
   if (const std::string lang = preferredLocalization(); !lang.empty()) {
-    candidates.push_back(fs::path(path_) / (lang + ".lproj") / file);
+    candidates.push_back(fs::path(path_) / fs::path(lang).concat(".lproj") / file);
   }
   candidates.push_back(fs::path(path_) / file);
   for (const fs::path& candidate : candidates) {

@@ -8,6 +8,8 @@
 
 #include <cmath>
 #include <limits>
+#include <mutex>
+#include <unordered_map>
 
 #include "base/fatal_error.h"
 #include "platform/foundation/process_settings.h"

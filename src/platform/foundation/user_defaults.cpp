@@ -1,10 +1,14 @@
 #include "platform/foundation/user_defaults.h"
 
 #include <sqlite3.h>
+#include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
+#include <unordered_map>
 
 #include "platform/foundation/process_settings.h"
 
@@ -63,77 +67,115 @@ Result<UserDefaults> UserDefaults::open(std::string_view suiteName, Access acces
   return openFile(storePath(suiteName), access);
 }
 
+// One SQLite connection with its prepared lookup; closed when the last holder lets go.
+struct UserDefaults::Connection {
+  sqlite3* db = nullptr;
+  sqlite3_stmt* select = nullptr;  // prepared once per connection
+  dev_t device = 0;
+  ino_t inode = 0;
+
+  Connection() = default;
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+  ~Connection() {
+    sqlite3_finalize(select);
+    sqlite3_close(db);
+  }
+};
+
+namespace {
+
+// The calling thread's read-only connections by path. Connections use no SQLite mutexes, so
+// each stays on the thread that opened it. A handful of stores at most; the bound only guards
+// against a program that walks through many files.
+constexpr std::size_t kMaxCachedConnections = 8;
+
+std::unordered_map<std::string, std::shared_ptr<UserDefaults::Connection>>& threadConnections() {
+  thread_local std::unordered_map<std::string, std::shared_ptr<UserDefaults::Connection>> cache;
+  return cache;
+}
+
+}  // namespace
+
+void UserDefaults::closeCachedConnections() {
+  threadConnections().clear();
+}
+
 Result<UserDefaults> UserDefaults::openFile(const std::string& path, Access access) {
-  // Each connection is used by one thread, so SQLite's own mutexes are not needed.
-  int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
-  if (access == Access::readWrite) {
-    flags |= SQLITE_OPEN_CREATE;
+  // Reading connections are kept per thread and reused while the path still names the same
+  // file: opening SQLite afresh for every read rebuilt the WAL index from the -wal file each time
+  // and cost hundreds of microseconds, against a few for a query on an open connection.
+  struct stat st {};
+  const bool exists = ::stat(path.c_str(), &st) == 0;
+  if (access == Access::read) {
+    if (!exists) return Error{"cannot open store " + path + ": " + std::strerror(errno)};
+    auto& cache = threadConnections();
+    if (auto it = cache.find(path); it != cache.end()) {
+      if (it->second->device == st.st_dev && it->second->inode == st.st_ino) {
+        return UserDefaults(it->second, path);
+      }
+      cache.erase(it);  // the file was replaced: the old connection reads the old file
+    }
+  }
+
+  // Readers open read-only, so that closing never checkpoints or deletes the WAL files.
+  int flags = SQLITE_OPEN_NOMUTEX;
+  if (access == Access::read) {
+    flags |= SQLITE_OPEN_READONLY;
+  } else {
+    flags |= SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
     std::error_code ec;
     const auto parent = std::filesystem::path(path).parent_path();
     if (!parent.empty()) std::filesystem::create_directories(parent, ec);
-    if (ec)
+    if (ec) {
       return Error{"cannot create the store's folder " + parent.string() + ": " + ec.message()};
+    }
   }
-  sqlite3* db = nullptr;
-  if (sqlite3_open_v2(path.c_str(), &db, flags, nullptr) != SQLITE_OK) {
-    Error error = sqliteError("cannot open store", path, db);
-    sqlite3_close(db);
-    return error;
+  auto connection = std::make_shared<Connection>();
+  if (sqlite3_open_v2(path.c_str(), &connection->db, flags, nullptr) != SQLITE_OK) {
+    return sqliteError("cannot open store", path, connection->db);
   }
-  UserDefaults defaults(db, path);
+  sqlite3* db = connection->db;
   sqlite3_busy_timeout(db, kBusyTimeoutMs);
-  if (access == Access::readWrite &&
-      sqlite3_exec(db, kCreate, nullptr, nullptr, nullptr) != SQLITE_OK) {
-    return sqliteError("cannot set up store", path, db);
+  if (access == Access::readWrite) {
+    // Keep the -wal and -shm files when the writer closes, so that read-only connections find
+    // them and need not create them.
+    int persist = 1;
+    sqlite3_file_control(db, "main", SQLITE_FCNTL_PERSIST_WAL, &persist);
+    if (sqlite3_exec(db, kCreate, nullptr, nullptr, nullptr) != SQLITE_OK) {
+      return sqliteError("cannot set up store", path, db);
+    }
   }
   // Preparing reads the schema: a corrupt file or a database that is not a store fails here,
   // at open, rather than on the first read.
-  if (sqlite3_prepare_v3(db, kSelect, -1, SQLITE_PREPARE_PERSISTENT, &defaults.select_, nullptr) !=
-      SQLITE_OK) {
+  if (sqlite3_prepare_v3(db, kSelect, -1, SQLITE_PREPARE_PERSISTENT, &connection->select,
+                         nullptr) != SQLITE_OK) {
     return sqliteError("cannot open store", path, db);
   }
-  return defaults;
-}
-
-UserDefaults::UserDefaults(sqlite3* db, std::string path) : db_(db), path_(std::move(path)) {}
-
-UserDefaults::UserDefaults(UserDefaults&& other) noexcept
-    : db_(other.db_), select_(other.select_), path_(std::move(other.path_)) {
-  other.db_ = nullptr;
-  other.select_ = nullptr;
-}
-
-UserDefaults& UserDefaults::operator=(UserDefaults&& other) noexcept {
-  if (this != &other) {
-    close();
-    db_ = other.db_;
-    select_ = other.select_;
-    path_ = std::move(other.path_);
-    other.db_ = nullptr;
-    other.select_ = nullptr;
+  if (access == Access::read) {
+    connection->device = st.st_dev;
+    connection->inode = st.st_ino;
+    auto& cache = threadConnections();
+    if (cache.size() >= kMaxCachedConnections) cache.clear();
+    cache[path] = connection;
   }
-  return *this;
+  return UserDefaults(std::move(connection), path);
 }
 
-UserDefaults::~UserDefaults() {
-  close();
-}
+UserDefaults::UserDefaults(std::shared_ptr<Connection> connection, std::string path)
+    : connection_(std::move(connection)), path_(std::move(path)) {}
 
-void UserDefaults::close() {
-  sqlite3_finalize(select_);
-  sqlite3_close(db_);
-  select_ = nullptr;
-  db_ = nullptr;
-}
+UserDefaults::~UserDefaults() = default;
 
 Result<std::optional<StoreValue>> UserDefaults::object(std::string_view key) {
-  sqlite3_stmt* stmt = select_;
+  sqlite3_stmt* stmt = connection_->select;
+  sqlite3* db = connection_->db;
   sqlite3_reset(stmt);
   bindKey(stmt, key);
   const int rc = sqlite3_step(stmt);
   if (rc == SQLITE_DONE) return std::optional<StoreValue>();
   if (rc != SQLITE_ROW) {
-    Error error = sqliteError("cannot read store", path_, db_);
+    Error error = sqliteError("cannot read store", path_, db);
     sqlite3_reset(stmt);
     return error;
   }
@@ -185,9 +227,10 @@ std::optional<Data> UserDefaults::data(std::string_view key) {
 }
 
 Status UserDefaults::set(std::string_view key, const StoreValue& value) {
+  sqlite3* db = connection_->db;
   Statement s;
-  if (sqlite3_prepare_v2(db_, kUpsert, -1, &s.stmt, nullptr) != SQLITE_OK) {
-    return sqliteError("cannot write store", path_, db_);
+  if (sqlite3_prepare_v2(db, kUpsert, -1, &s.stmt, nullptr) != SQLITE_OK) {
+    return sqliteError("cannot write store", path_, db);
   }
   bindKey(s.stmt, key);
   std::visit(
@@ -213,17 +256,18 @@ Status UserDefaults::set(std::string_view key, const StoreValue& value) {
         }
       },
       value);
-  if (sqlite3_step(s.stmt) != SQLITE_DONE) return sqliteError("cannot write store", path_, db_);
+  if (sqlite3_step(s.stmt) != SQLITE_DONE) return sqliteError("cannot write store", path_, db);
   return Ok{};
 }
 
 Status UserDefaults::removeObject(std::string_view key) {
+  sqlite3* db = connection_->db;
   Statement s;
-  if (sqlite3_prepare_v2(db_, kDelete, -1, &s.stmt, nullptr) != SQLITE_OK) {
-    return sqliteError("cannot write store", path_, db_);
+  if (sqlite3_prepare_v2(db, kDelete, -1, &s.stmt, nullptr) != SQLITE_OK) {
+    return sqliteError("cannot write store", path_, db);
   }
   bindKey(s.stmt, key);
-  if (sqlite3_step(s.stmt) != SQLITE_DONE) return sqliteError("cannot write store", path_, db_);
+  if (sqlite3_step(s.stmt) != SQLITE_DONE) return sqliteError("cannot write store", path_, db);
   return Ok{};
 }
 

@@ -10,9 +10,6 @@
 
 #include "base/result.h"
 
-struct sqlite3;
-struct sqlite3_stmt;
-
 namespace km {
 
 // Raw bytes, as a data blob of the store holds them.
@@ -26,8 +23,11 @@ using StoreValue = std::variant<Data, std::string, std::int64_t, double, bool>;
 // kept in one SQLite file in the group's container folder. The file is in WAL mode, so one
 // writer and many readers in different processes never see a torn value.
 //
-// A UserDefaults owns one database connection; it is movable, not copyable, and not
-// thread-safe (use one per thread). Nothing is cached: every read asks the database.
+// Nothing is cached: every read asks the database, so a value the app has just committed is seen
+// at once. What is kept is the reading connection: opening for reading reuses an open read-only
+// connection of the calling thread to the same file (checked to still be the same file), so a
+// read costs a query rather than a database open. A UserDefaults is movable, not copyable, and
+// must be used on the thread that opened it.
 class UserDefaults {
  public:
   enum class Access {
@@ -49,11 +49,14 @@ class UserDefaults {
   static Result<UserDefaults> open(std::string_view suiteName, Access access);
   static Result<UserDefaults> openFile(const std::string& path, Access access);
 
-  UserDefaults(UserDefaults&& other) noexcept;
-  UserDefaults& operator=(UserDefaults&& other) noexcept;
+  UserDefaults(UserDefaults&&) noexcept = default;
+  UserDefaults& operator=(UserDefaults&&) noexcept = default;
   UserDefaults(const UserDefaults&) = delete;
   UserDefaults& operator=(const UserDefaults&) = delete;
   ~UserDefaults();
+
+  // Closes the calling thread's kept reading connections (tests that replace store files).
+  static void closeCachedConnections();
 
   const std::string& path() const { return path_; }
 
@@ -67,12 +70,13 @@ class UserDefaults {
   Status set(std::string_view key, const StoreValue& value);
   Status removeObject(std::string_view key);
 
- private:
-  UserDefaults(sqlite3* db, std::string path);
-  void close();
+  // An open database connection; opaque outside the implementation.
+  struct Connection;
 
-  sqlite3* db_ = nullptr;
-  sqlite3_stmt* select_ = nullptr;  // prepared once per connection
+ private:
+  UserDefaults(std::shared_ptr<Connection> connection, std::string path);
+
+  std::shared_ptr<Connection> connection_;
   std::string path_;
 };
 
