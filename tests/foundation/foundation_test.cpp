@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "fixtures/temp_dir.h"
 #include "platform/foundation/bundle.h"
@@ -212,6 +214,73 @@ TEST(UserDefaultsTest, StoresThatCannotBeOpenedAreErrorsNotCrashes) {
     }
   }
   EXPECT_FALSE(std::filesystem::exists(dir.file("missing.sqlite")));
+}
+
+TEST(UserDefaultsTest, ReadsSeeEveryCommitAndReplacedFiles) {
+  TempDir dir;
+  const std::string path = dir.file("store.sqlite");
+  auto write = [&](const std::string& value) {
+    auto store = UserDefaults::openFile(path, UserDefaults::Access::readWrite);
+    ASSERT_TRUE(store.ok());
+    ASSERT_TRUE(store->set("k", value).ok());
+  };
+  auto read = [&]() -> std::optional<std::string> {
+    auto store = UserDefaults::openFile(path, UserDefaults::Access::read);
+    if (!store.ok()) return "error";
+    return store->string("k");
+  };
+  write("one");
+  EXPECT_EQ(read(), "one");
+  write("two");  // committed by another connection while the reading one is kept
+  EXPECT_EQ(read(), "two");
+  // A new file at the same path: the kept connection must not go on reading the old one.
+  km::testing::removeStore(path);
+  EXPECT_EQ(read(), "error");
+  write("three");
+  EXPECT_EQ(read(), "three");
+  km::testing::removeStore(path);
+  std::ofstream(path) << std::string(8192, 'x');  // now garbage
+  EXPECT_EQ(read(), "error");
+}
+
+TEST(UserDefaultsTest, ConcurrentReadersAndAWriter) {
+  TempDir dir;
+  const std::string path = dir.file("store.sqlite");
+  {
+    auto store = UserDefaults::openFile(path, UserDefaults::Access::readWrite);
+    ASSERT_TRUE(store.ok());
+    ASSERT_TRUE(store->set("n", std::int64_t{0}).ok());
+  }
+  std::atomic<bool> done{false};
+  std::atomic<int> badReads{0};
+  std::vector<std::thread> readers;
+  for (int t = 0; t < 3; ++t) {
+    readers.emplace_back([&] {
+      std::int64_t last = 0;
+      while (!done) {
+        auto store = UserDefaults::openFile(path, UserDefaults::Access::read);
+        auto value = store.ok() ? store->object("n") : Result<std::optional<StoreValue>>(Error{});
+        // Values only grow; a read never fails or goes back.
+        if (!value.ok() || !value.value()) {
+          ++badReads;
+          continue;
+        }
+        const auto n = std::get<std::int64_t>(*value.value());
+        if (n < last) ++badReads;
+        last = n;
+      }
+    });
+  }
+  {
+    auto store = UserDefaults::openFile(path, UserDefaults::Access::readWrite);
+    ASSERT_TRUE(store.ok());
+    for (std::int64_t n = 1; n <= 200; ++n)
+      ASSERT_TRUE(store->set("n", n).ok());
+  }
+  done = true;
+  for (auto& t : readers)
+    t.join();
+  EXPECT_EQ(badReads, 0);
 }
 
 TEST(UserDefaultsTest, StorePathFollowsOverrideThenEnvironment) {
