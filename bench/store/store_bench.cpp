@@ -10,6 +10,7 @@
 #include "host/provider.h"
 #include "model/read_summary.h"
 #include "model/shared_store.h"
+#include "platform/foundation/calendar.h"
 #include "platform/foundation/process_settings.h"
 #include "platform/foundation/user_defaults.h"
 
@@ -93,6 +94,16 @@ void BM_Timeline(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_Timeline);
+
+// The calendar work of a timeline: the current calendar and seven hour additions.
+void BM_CalendarSevenHours(benchmark::State& state) {
+  ScopedTimeZone zone("Europe/Berlin");
+  const Date base{794097000};
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(Calendar::current().addingHoursSeries(base, 7));
+  }
+}
+BENCHMARK(BM_CalendarSevenHours);
 
 }  // namespace
 }  // namespace km

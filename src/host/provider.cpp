@@ -20,11 +20,11 @@ void Provider::getSnapshot(const TimelineProviderContext& /*context*/,
 void Provider::getTimeline(const TimelineProviderContext& /*context*/,
                            const std::function<void(Timeline<NutritionEntry>)>& completion) const {
   const Date base = now();
-  const Calendar calendar = Calendar::current();
+  const std::vector<std::optional<Date>> dates =
+      Calendar::current().addingHoursSeries(base, kTimelineEntries);
   Timeline<NutritionEntry> timeline;
   timeline.entries.reserve(kTimelineEntries);
-  for (int hour = 0; hour < kTimelineEntries; ++hour) {
-    const std::optional<Date> date = calendar.addingHours(base, hour);
+  for (const std::optional<Date>& date : dates) {
     if (!date) fatalError("the calendar cannot add hours to the timeline's start");
     // Each entry reads the store again; a new day's record arrives only when the app writes it
     // and asks for a reload, or at the next timeline after the last entry.

@@ -155,6 +155,20 @@ TEST(StringsTableTest, ErrorsNameTheFileAndLine) {
   }
 }
 
+TEST(StringsTableTest, EveryTableOfTheMainBundleParses) {
+  auto bundle = Bundle::atPath(KM_SOURCE_BUNDLE_DIR);
+  if (!bundle) GTEST_SKIP() << "no bundle folder in this checkout";
+  const std::vector<std::string> languages = bundle->localizations();
+  EXPECT_FALSE(languages.empty());
+  for (const std::string& language : languages) {
+    const std::string path =
+        std::string(KM_SOURCE_BUNDLE_DIR) + "/" + language + ".lproj/KMLocalizable.strings";
+    auto table = loadStringsTable(path);
+    ASSERT_TRUE(table.ok()) << table.error().message;
+    EXPECT_TRUE(table->count("ios_widgets_1")) << path;
+  }
+}
+
 TEST(UserDefaultsTest, KeepsEachValuesType) {
   TempDir dir;
   const std::string path = dir.file("group/store.sqlite");

@@ -6,6 +6,7 @@
 #include <unicode/timezone.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <mutex>
@@ -38,15 +39,38 @@ Calendar Calendar::current() {
   return Calendar(currentTimeZoneId(), currentLocaleId());
 }
 
-Calendar::Calendar(const std::string& timeZoneId, const std::string& localeId)
-    : zone_(timeZoneId), locale_(localeId) {
+namespace {
+
+// Building an ICU calendar loads zone and locale data (several microseconds); the immutable
+// prototypes are kept per (zone, locale) and cloned for each computation. Only a few
+// combinations occur in a process; the bound guards against unbounded growth.
+std::shared_ptr<const icu::Calendar> prototypeFor(const std::string& zoneId,
+                                                  const std::string& localeId) {
+  static std::mutex mutex;
+  static std::unordered_map<std::string, std::shared_ptr<const icu::Calendar>> prototypes;
+  constexpr std::size_t kMaxPrototypes = 64;
+  std::string key = zoneId;
+  key += '\n';
+  key += localeId;
+  {
+    std::lock_guard lock(mutex);
+    if (auto it = prototypes.find(key); it != prototypes.end()) return it->second;
+  }
   UErrorCode status = U_ZERO_ERROR;
   // The calendar adopts the zone; always Gregorian, whatever calendar the locale prefers.
-  auto calendar = std::make_shared<icu::GregorianCalendar>(makeZone(timeZoneId).release(),
+  auto calendar = std::make_shared<icu::GregorianCalendar>(makeZone(zoneId).release(),
                                                            icu::Locale(localeId.c_str()), status);
   if (U_FAILURE(status)) fatalError("cannot create a calendar for locale \"" + localeId + "\"");
-  prototype_ = std::move(calendar);
+  std::lock_guard lock(mutex);
+  if (prototypes.size() >= kMaxPrototypes) prototypes.clear();
+  prototypes.emplace(std::move(key), calendar);
+  return calendar;
 }
+
+}  // namespace
+
+Calendar::Calendar(const std::string& timeZoneId, const std::string& localeId)
+    : zone_(timeZoneId), locale_(localeId), prototype_(prototypeFor(timeZoneId, localeId)) {}
 
 std::unique_ptr<icu::Calendar> Calendar::make(Date date) const {
   std::unique_ptr<icu::Calendar> calendar(prototype_->clone());
@@ -55,20 +79,39 @@ std::unique_ptr<icu::Calendar> Calendar::make(Date date) const {
   return calendar;
 }
 
-std::optional<Date> Calendar::addingHours(Date date, std::int64_t hours) const {
+namespace {
+
+std::optional<Date> addHours(icu::Calendar& calendar, Date date, std::int64_t hours) {
   if (!std::isfinite(date.timeIntervalSinceReferenceDate)) return std::nullopt;
   if (hours < std::numeric_limits<int32_t>::min() || hours > std::numeric_limits<int32_t>::max()) {
     return std::nullopt;
   }
-  auto calendar = make(date);
   UErrorCode status = U_ZERO_ERROR;
-  const double before = calendar->getTime(status);
-  calendar->add(UCAL_HOUR_OF_DAY, static_cast<int32_t>(hours), status);
-  const double after = calendar->getTime(status);
+  calendar.setTime(toUDate(date), status);
+  const double before = calendar.getTime(status);
+  calendar.add(UCAL_HOUR_OF_DAY, static_cast<int32_t>(hours), status);
+  const double after = calendar.getTime(status);
   if (U_FAILURE(status)) return std::nullopt;
   // Apply the calendar's change as a difference so that the date's sub-millisecond part,
   // which ICU's millisecond clock drops, survives.
   return date.addingTimeInterval((after - before) / kMsPerSecond);
+}
+
+}  // namespace
+
+std::optional<Date> Calendar::addingHours(Date date, std::int64_t hours) const {
+  std::unique_ptr<icu::Calendar> calendar(prototype_->clone());
+  return addHours(*calendar, date, hours);
+}
+
+std::vector<std::optional<Date>> Calendar::addingHoursSeries(Date date, int count) const {
+  // Cloning the prototype copies its zone's rules and is the larger part of one addition.
+  std::unique_ptr<icu::Calendar> calendar(prototype_->clone());
+  std::vector<std::optional<Date>> out;
+  out.reserve(static_cast<std::size_t>(std::max(count, 0)));
+  for (int h = 0; h < count; ++h)
+    out.push_back(addHours(*calendar, date, h));
+  return out;
 }
 
 Date Calendar::startOfDay(Date date) const {

@@ -32,6 +32,9 @@ class Calendar {
   // `date` plus `hours` by adding to the hour component (elapsed hours, so a daylight-saving
   // change does not shift the result). nullopt when the calendar cannot represent the result.
   std::optional<Date> addingHours(Date date, std::int64_t hours) const;
+  // `date` plus 0, 1, ... count-1 hours, each as addingHours would give it, with one calendar
+  // for the whole series.
+  std::vector<std::optional<Date>> addingHoursSeries(Date date, int count) const;
   // Midnight at the start of the local day holding `date`.
   Date startOfDay(Date date) const;
   bool isDate(Date a, Date inSameDayAs) const;
