@@ -14,7 +14,7 @@ const Palette& palette() {
     p.backgroundPrimary = Color::named("widget-background-primary");
     p.backgroundSecondary = Color::named("widget-background-secondary");
     p.backgroundLight = Color::named("widget-background-light");
-    p.ringTrack = p.backgroundTertiary;
+    p.track = p.backgroundLight;
     p.primaryFull = Color::named("widget-primary-full");
     p.carbs = WidgetUtils::colorFromHex("75C3DB");
     p.protein = WidgetUtils::colorFromHex("F48881");

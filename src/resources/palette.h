@@ -14,8 +14,9 @@ struct Palette {
   Color backgroundPrimary;    // "widget-background-primary"
   Color backgroundSecondary;  // "widget-background-secondary"
   Color backgroundLight;      // "widget-background-light"
-  // A second name for the tertiary background, kept for the views that speak of the ring track.
-  Color ringTrack;
+  // A second handle on "widget-background-light", under the name the ring and bar views use
+  // for their empty tracks.
+  Color track;
   Color primaryFull;   // "widget-primary-full"
   Color carbs;         // 75C3DB
   Color protein;       // F48881
