@@ -149,10 +149,11 @@ void addStoreCommands(CLI::App& app, Action& action) {
     };
   });
 
-  CLI::App* path = store->add_subcommand("path", "Show the shared store's file");
+  CLI::App* path = store->add_subcommand("path", "Show the app group's suite name and store file");
   path->callback([&action] {
     action = [](const Io& io) {
       Json j;
+      j["suite"] = kAppGroupSuiteName;
       j["path"] = UserDefaults::storePath(kAppGroupSuiteName);
       printJson(io.out, j);
       return kExitOk;
