@@ -13,6 +13,7 @@
 #include "platform/foundation/calendar.h"
 #include "platform/foundation/process_settings.h"
 #include "platform/foundation/user_defaults.h"
+#include "resources/widget_utils.h"
 
 namespace km {
 namespace {
@@ -104,6 +105,18 @@ void BM_CalendarSevenHours(benchmark::State& state) {
   }
 }
 BENCHMARK(BM_CalendarSevenHours);
+
+// One widget text: the chosen language from the store, then the strings table lookup.
+void BM_LocalizedString(benchmark::State& state) {
+  ScopedStorePath path(benchStore().path());
+  {
+    auto store = UserDefaults::openFile(benchStore().path(), UserDefaults::Access::readWrite);
+    if (!store.ok() || !store->set(kLanguageUserSelectedKey, std::string("de")).ok()) std::abort();
+  }
+  for (auto _ : state)
+    benchmark::DoNotOptimize(localizedString("ios_widgets_1"));
+}
+BENCHMARK(BM_LocalizedString);
 
 }  // namespace
 }  // namespace km

@@ -12,6 +12,8 @@ namespace km {
 // asked, from the process's platform version and the language chosen at that moment.
 struct KMWidget {
   std::string kind;
+  // The family the host shows the widget in; the configuration does not depend on it.
+  WidgetFamily family = WidgetFamily::systemSmall;
 
   // Kind, localised display name and description, families for the current platform version,
   // and content margins disabled from platform 17 (the widgets draw to the edges and pad

@@ -336,6 +336,25 @@ TEST(BundleTest, LooksUpStringsInThePreferredLocalization) {
   EXPECT_EQ(bundle->localizedString("ios_widgets_1", "", "NoSuchTable"), "ios_widgets_1");
 }
 
+TEST(BundleTest, SeesEditedTablesAndNewLanguageFolders) {
+  TempDir dir;
+  std::filesystem::create_directories(dir.path() / "en.lproj");
+  const std::string table = dir.file("en.lproj/T.strings");
+  auto bundle = Bundle::atPath(dir.path().string());
+  ASSERT_TRUE(bundle);
+  ScopedPreferredLanguages languages(std::vector<std::string>{"fr"});
+  std::ofstream(table) << "\"k\" = \"first\";";
+  EXPECT_EQ(bundle->localizedString("k", "", "T"), "first");
+  std::ofstream(table) << "\"k\" = \"second, longer\";";
+  EXPECT_EQ(bundle->localizedString("k", "", "T"), "second, longer");
+  std::ofstream(table) << "\"k\" = broken";
+  EXPECT_EQ(bundle->localizedString("k", "", "T"), "k");
+  // A folder for the preferred language, added while the program runs, is used at once.
+  std::filesystem::create_directories(dir.path() / "fr.lproj");
+  std::ofstream(dir.file("fr.lproj/T.strings")) << "\"k\" = \"français\";";
+  EXPECT_EQ(bundle->localizedString("k", "", "T"), "français");
+}
+
 TEST(BundleTest, FindsResourcesAndOpensLanguageFolders) {
   auto bundle = Bundle::atPath(km::testing::fixtureBundlePath());
   ASSERT_TRUE(bundle);

@@ -9,8 +9,10 @@ namespace km {
 
 // A folder of resources, as the phone's bundles are: localisation folders "<lang>.lproj" holding
 // "<table>.strings" files, and other resources by name and type. The main bundle is the
-// extension's own `bundle/` folder. A small value type (it holds only its path); lookups read
-// the file system each time and are thread-safe.
+// extension's own `bundle/` folder. A small value type (it holds only its path); lookups are
+// thread-safe. Parsed tables and folder listings are kept process-wide while the file or folder
+// is unchanged (same inode, size and modification time), so each lookup costs a stat, not a
+// parse, and an edited table is seen at the next lookup.
 class Bundle {
  public:
   // The environment variable naming the main bundle's folder.
