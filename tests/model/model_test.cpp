@@ -97,6 +97,33 @@ TEST(SummaryDecodingTest, AcceptsAndRejectsTheDocumentedEdges) {
   }
 }
 
+TEST(SummaryDecodingTest, EveryOneByteCorruptionDecodesOrFailsCleanly) {
+  // Deleting or replacing any one byte must give a record or a one-line error, never a crash
+  // or a read past the end (the sanitizers watch).
+  const std::string replacements = "\"{}[],:0-.eE\\ \x01\xC3";
+  std::size_t errors = 0;
+  for (std::size_t i = 0; i < kRecord.size(); ++i) {
+    std::string deleted = kRecord;
+    deleted.erase(i, 1);
+    std::vector<std::string> variants = {deleted};
+    for (char c : replacements) {
+      std::string replaced = kRecord;
+      replaced[i] = c;
+      variants.push_back(replaced);
+    }
+    for (const std::string& json : variants) {
+      auto decoded = decodeSummary(json);
+      if (!decoded.ok()) {
+        ++errors;
+        EXPECT_EQ(decoded.error().message.find('\n'), std::string::npos) << json;
+        EXPECT_FALSE(decoded.error().message.empty()) << json;
+      }
+    }
+  }
+  // Most corruptions break the document; a handful (digits inside numbers) still decode.
+  EXPECT_GT(errors, kRecord.size() * 10);
+}
+
 TEST(SummaryDecodingTest, ReportsTheFirstBadFieldInDeclarationOrder) {
   // energyDays is missing and currentDayInt is a string: the earlier field is named.
   std::string json = replaced("\"currentDayInt\":42", "\"currentDayInt\":\"42\"");

@@ -97,10 +97,6 @@ std::unordered_map<std::string, std::shared_ptr<UserDefaults::Connection>>& thre
 
 }  // namespace
 
-void UserDefaults::closeCachedConnections() {
-  threadConnections().clear();
-}
-
 Result<UserDefaults> UserDefaults::openFile(const std::string& path, Access access) {
   // Reading connections are kept per thread and reused while the path still names the same
   // file: opening SQLite afresh for every read rebuilt the WAL index from the -wal file each time

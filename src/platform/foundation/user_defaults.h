@@ -55,9 +55,6 @@ class UserDefaults {
   UserDefaults& operator=(const UserDefaults&) = delete;
   ~UserDefaults();
 
-  // Closes the calling thread's kept reading connections (tests that replace store files).
-  static void closeCachedConnections();
-
   const std::string& path() const { return path_; }
 
   // The value under `key`; nullopt when absent. An error when the database fails.
