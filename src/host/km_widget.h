@@ -9,7 +9,8 @@
 namespace km {
 
 // One widget of the gallery, configured by its kind string. Its configuration is computed when
-// asked, from the process's platform version and the language chosen at that moment.
+// asked, from the process's platform version and the language chosen at that moment. Plain
+// values; configuration() may be called from any thread.
 struct KMWidget {
   std::string kind;
   // The family the host shows the widget in; the configuration does not depend on it.

@@ -34,7 +34,8 @@ std::string_view rawValue(WidgetKind kind);
 // Exact, case-sensitive match; nullopt for any other string.
 std::optional<WidgetKind> widgetKindFromRawValue(std::string_view raw);
 
-// Gallery texts' localisation keys and offered families of a kind string. An unknown kind is a
+// Gallery texts' localisation keys and offered families of a kind string. Pure functions of
+// their argument and the platform version; thread-safe. An unknown kind is a
 // programming error and fatal. Families depend on the process's platform version: lock-screen
 // families only from 16.
 std::string_view displayNameKey(std::string_view kind);

@@ -10,6 +10,8 @@ namespace km {
 // The app's URL scheme; every widget tap opens the app through it.
 inline constexpr std::string_view kAppURLScheme = "kalomate";
 
+// Deep links are plain values built on demand; the functions are stateless and thread-safe.
+
 // "kalomate://diary-widget-<widgetName>": opens the diary. Built by plain concatenation; a
 // result the platform cannot parse (a name with spaces or other characters a URL may not hold)
 // is a programming error and fatal.

@@ -4,8 +4,8 @@
 
 namespace km {
 
-// Localisation keys of the energy unit for a record's unit choice. Energies are shown in the
-// unit the app wrote them in; these only name it.
+// Localisation keys of the energy unit for a record's unit choice (thread-safe, stateless).
+// Energies are shown in the unit the app wrote them in; these only name it.
 const char* energyUnitLongKey(bool isKilojoules);   // "EnergyMeasurementKilojoules" / "...Calories"
 const char* energyUnitShortKey(bool isKilojoules);  // "KilojouleShort" / "CaloriesShort"
 // The energy gauges use their own short calorie label.

@@ -169,6 +169,29 @@ TEST(StringsTableTest, EveryTableOfTheMainBundleParses) {
   }
 }
 
+TEST(StringsTableTest, CorruptedTablesParseOrFailWithAPosition) {
+  // Every one-byte deletion or replacement of a table gives a table or a "name:line: ..." error,
+  // never a crash or a read past the end (the sanitizers watch).
+  const std::string text = "/* c */\n\"a\" = \"x\\n\\U00e9\";\n// d\nb = \"\\\"q\";\n";
+  ASSERT_TRUE(parseStringsTable(text, "t.strings").ok());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    std::string deleted = text;
+    deleted.erase(i, 1);
+    std::vector<std::string> variants = {deleted};
+    for (char c : std::string("\"\\/*;= \nU\xFF")) {
+      std::string replaced = text;
+      replaced[i] = c;
+      variants.push_back(replaced);
+    }
+    for (const auto& v : variants) {
+      auto table = parseStringsTable(v, "t.strings");
+      if (!table.ok()) {
+        EXPECT_EQ(table.error().message.rfind("t.strings:", 0), 0u) << v;
+      }
+    }
+  }
+}
+
 TEST(UserDefaultsTest, KeepsEachValuesType) {
   TempDir dir;
   const std::string path = dir.file("group/store.sqlite");

@@ -35,7 +35,7 @@ void addCatalogueCommand(CLI::App& app, Action& action);
 void addValidateCommand(CLI::App& app, Action& action);
 
 // Runs the tool on `args` (without the program name). The global options are process settings
-// for the duration of the call and are restored afterwards.
+// for the duration of the call and are restored afterwards, so two runs must not overlap.
 int runKmwidget(const std::vector<std::string>& args, const Io& io);
 
 // Prints "kmwidget: <message>" on the error stream and returns kExitFailure.
