@@ -58,13 +58,13 @@ class GeneratedCodeTest(unittest.TestCase):
 
     def test_declarations_have_typed_arguments_in_plan_order(self):
         inc = self.files["analytics/avo_events.inc"]
-        self.assertIn("void widgetAdd(const std::vector<Widget>& widget);", inc)
+        self.assertIn("void widgetAdd(const std::vector<avo::Widget>& widget);", inc)
         self.assertIn("void languageSet(std::string_view userId_, "
-                      "AppLanguageCode appLanguageCode);", inc)
+                      "avo::AppLanguageCode appLanguageCode);", inc)
         # Keywords get a trailing underscore; snake_case wire names become lowerCamelCase.
         self.assertIn("void mealSubmit(std::int64_t do_, std::optional<std::string_view> "
-                      "aBTestStream, const SmartAssistantInputContent& content, "
-                      "const group::FoodNutrients& nutrients, const std::vector<std::string>& "
+                      "aBTestStream, const avo::SmartAssistantInputContent& content, "
+                      "const avo::group::FoodNutrients& nutrients, const std::vector<std::string>& "
                       "goals, bool done);", inc)
 
     def test_definition_puts_fixed_properties_first_and_checks_raw_values_by_case(self):
@@ -72,11 +72,11 @@ class GeneratedCodeTest(unittest.TestCase):
         body = cpp[cpp.index("void Avo::widgetAdd("):]
         body = body[:body.index("\n}\n")]
         expected = [
-            'event.addEventProperty("feature_category", rawValue(FeatureCategory::widgets));',
-            'event.addEventProperty("feature", rawValue(Feature::export_));',
-            'event.addEventProperty("feature_item", rawValue(FeatureItem::openWidget));',
-            'event.addEventProperty("action", rawValue(Action::delete_));',
-            'event.addEventProperty("feature_type", rawValue(FeatureType::free));',
+            'event.addEventProperty("feature_category", rawValue(avo::FeatureCategory::widgets));',
+            'event.addEventProperty("feature", rawValue(avo::Feature::export_));',
+            'event.addEventProperty("feature_item", rawValue(avo::FeatureItem::openWidget));',
+            'event.addEventProperty("action", rawValue(avo::Action::delete_));',
+            'event.addEventProperty("feature_type", rawValue(avo::FeatureType::free));',
             'event.addEventProperty("widget", widget);',
             "event.send();",
         ]
@@ -103,12 +103,22 @@ class GeneratedCodeTest(unittest.TestCase):
         self.assertIn('{"widget_add", "widgetAdd", kWidgetAddParams, &callWidgetAdd},', table)
         self.assertIn("avo.mealSubmit(do_, aBTestStream, content, nutrients, goals, done);", table)
 
+    def test_hand_written_event_is_in_protocol_and_table_but_not_generated(self):
+        plan = small_plan()
+        plan["events"][0]["function"] = "userLogout"
+        plan["events"][0]["name"] = "user_logout"
+        files = generate.generate(plan)
+        self.assertNotIn("userLogout", files["analytics/avo_events.inc"])
+        self.assertNotIn("Avo::userLogout", files["analytics/avo_events.cpp"])
+        self.assertIn("avo.userLogout(", files["analytics/avo_protocol.h"])
+        self.assertIn('{"user_logout", "userLogout",', files["analytics/avo_event_table.cpp"])
+
     def test_protocol_names_every_event(self):
         protocol = self.files["analytics/avo_protocol.h"]
         for function in ("widgetAdd", "languageSet", "mealSubmit"):
             self.assertIn(f"avo.{function}(", protocol)
         self.assertIn("avo.languageSet(std::declval<std::string_view>(), "
-                      "std::declval<AppLanguageCode>());", protocol)
+                      "std::declval<avo::AppLanguageCode>());", protocol)
 
 
 class PlanCheckTest(unittest.TestCase):
