@@ -162,7 +162,17 @@ class AvoArgumentError : public std::invalid_argument {
 struct AvoParamInfo {
   std::string_view key;
   std::string_view type;
+  // For enumerations and lists of them: the raw values allowed, in case order; else null.
+  std::vector<std::string_view> (*allowedValues)() = nullptr;
 };
+
+template <typename E>
+std::vector<std::string_view> avoRawValues() {
+  std::vector<std::string_view> values;
+  for (E value : avo::allCases<E>())
+    values.push_back(rawValue(value));
+  return values;
+}
 
 // Reads typed arguments from a JSON object (null counts as an empty object). Enumerations are
 // given by raw value, lists as arrays, structures as objects keyed like their wire form. The

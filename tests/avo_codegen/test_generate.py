@@ -98,7 +98,9 @@ class GeneratedCodeTest(unittest.TestCase):
 
     def test_table_reads_json_keys_and_lists_parameters(self):
         table = self.files["analytics/avo_event_table.cpp"]
-        self.assertIn('{"userId", "String"},\n    {"app_language_code", "AppLanguageCode"},', table)
+        self.assertIn('{"userId", "String", nullptr},\n'
+                      '    {"app_language_code", "AppLanguageCode", '
+                      '&avoRawValues<avo::AppLanguageCode>},', table)
         self.assertIn('auto do_ = args.get<std::int64_t>("do");', table)
         self.assertIn('{"widget_add", "widgetAdd", kWidgetAddParams, &callWidgetAdd},', table)
         self.assertIn("avo.mealSubmit(do_, aBTestStream, content, nutrients, goals, done);", table)

@@ -325,6 +325,13 @@ const AvoEventEntry* findAvoEvent(std::string_view nameOrFunction);
 """
 
 
+def allowed_values(type_name):
+    inner = type_name.strip("[]")
+    if inner in PRIMITIVES or inner in STRUCTS:
+        return "nullptr"
+    return f"&avoRawValues<{VOCABULARY}{inner}>"
+
+
 def gen_table_cpp(plan):
     out = [HEADER, '#include "analytics/avo_event_table.h"\n\n', '#include "analytics/avo.h"\n\n',
            f"namespace {NAMESPACE} {{\n\nnamespace {{\n\n"]
@@ -333,7 +340,8 @@ def gen_table_cpp(plan):
         args = arguments(event)
         if args:
             out.append(f"constexpr AvoParamInfo k{f[0].upper()}{f[1:]}Params[] = {{\n")
-            out.extend(f"    {{{cpp_string(key)}, {cpp_string(t)}}},\n" for _, t, key in args)
+            out.extend(f"    {{{cpp_string(key)}, {cpp_string(t)}, {allowed_values(t)}}},\n"
+                       for _, t, key in args)
             out.append("};\n")
         out.append(f"void call{f[0].upper()}{f[1:]}(Avo& avo, const AvoJsonArgs& args) {{\n")
         for name, t, key in args:
