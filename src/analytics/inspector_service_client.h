@@ -15,6 +15,7 @@
 //
 // Thread-safe: post(), stats() and waitIdle() may be called from any thread.
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
@@ -73,7 +74,8 @@ class InspectorServiceClient {
 
  private:
   void run();
-  void send(const std::string& body);
+  // One POST; true when the service answered (any status).
+  bool send(void* curl, void* headers, const std::string& body);
 
   InspectorServiceOptions options_;
   std::string endpoint_;
@@ -87,6 +89,8 @@ class InspectorServiceClient {
   bool stopping_ = false;
   std::chrono::steady_clock::time_point flushDeadline_{};
   Stats stats_;
+  // Set when the flush time is up; the transfer in flight gives up at its next progress tick.
+  std::atomic<bool> abort_{false};
   std::thread worker_;
 };
 
