@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "analytics/avo_event_table.h"
+#include "analytics/loopback_http_server.h"
 #include "analytics/system_log.h"
 #include "avo_cli.h"
 
@@ -188,6 +189,23 @@ TEST(EventTableTest, PlaygroundStrictModeReportsTheException) {
             "uncaught exception 'NSInvalidArgumentException', reason: 'Error sending event "
             "'smart_assistant_meal_submit': too many'\n");
   EXPECT_EQ(out.str().find("logEvent"), std::string::npos);
+}
+
+TEST(EventTableTest, PlaygroundReportsToTheGivenInspectorUrl) {
+  testing::LoopbackHttpServer server(testing::ServerBehavior::ok);
+  const std::string url = server.url();
+  const char* argv[] = {"avo-cli", "--inspector-url", url.c_str(), "page_view_diary"};
+  std::istringstream in;
+  std::ostringstream out, err;
+  ScopedSystemLogCapture log;
+  ASSERT_EQ(runAvoCli(4, argv, in, out, err), 0) << err.str();
+  // The start report of a dev client, then the event's invocation report.
+  ASSERT_TRUE(server.waitForRequests(2, std::chrono::seconds(10)));
+  const auto requests = server.requests();
+  EXPECT_EQ(nlohmann::json::parse(requests[0].body).at("ty"), "init");
+  EXPECT_EQ(nlohmann::json::parse(requests[1].body).at("ev"),
+            loadPlan()["events"][73]["id"].get<std::string>());
+  EXPECT_EQ(loadPlan()["events"][73]["name"], "page_view_diary");
 }
 
 }  // namespace

@@ -211,6 +211,12 @@ int runAvoCli(int argc, const char* const* argv, std::istream& in, std::ostream&
       "Sends events of the tracking plan to a client whose destination, debugger and "
       "inspector print every call as a JSON line.",
       "avo-cli"};
+  app.footer(
+      "Arguments are keyed by the properties' wire names, the user id as \"userId\", and\n"
+      "enumerations given by their raw values:\n"
+      "  avo-cli widget_add '{\"widget\":[\"small_energy\"]}'\n"
+      "  avo-cli --env prod language_set '{\"userId\":\"u1\",\"app_language_code\":\"PT-PT\"}'\n"
+      "  avo-cli --replay events.jsonl   (lines of {\"event\":NAME,\"args\":{...}})");
   app.add_option("--env", options.env, "Environment of the client")
       ->check(CLI::IsMember({"dev", "prod"}))
       ->capture_default_str();
