@@ -119,6 +119,8 @@ class GeneratedCodeTest(unittest.TestCase):
         protocol = self.files["analytics/avo_protocol.h"]
         for function in ("widgetAdd", "languageSet", "mealSubmit"):
             self.assertIn(f"avo.{function}(", protocol)
+        self.assertIn("std::constructible_from<T, AvoEnv, std::shared_ptr<AvoCustomDestination>, "
+                      "bool, bool>", protocol)
         self.assertIn("avo.languageSet(std::declval<std::string_view>(), "
                       "std::declval<avo::AppLanguageCode>());", protocol)
 

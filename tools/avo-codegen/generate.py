@@ -282,9 +282,17 @@ def gen_protocol(plan):
            "// AvoProtocol: the public surface of the analytics client, one operation per plan\n"
            "// event with its typed arguments. The generated definitions check Avo against it.\n\n",
            "#include <cstdint>\n#include <optional>\n#include <string>\n#include <string_view>\n",
-           "#include <utility>\n#include <vector>\n\n", '#include "analytics/vocabulary.h"\n\n',
-           f"namespace {NAMESPACE} {{\n\n", "template <typename T>\nconcept AvoProtocol = "
-           "requires(T& avo) {\n"]
+           "#include <concepts>\n#include <memory>\n#include <utility>\n#include <vector>\n\n",
+           '#include "analytics/avo_custom_destination.h"\n#include "analytics/avo_env.h"\n',
+           '#include "analytics/dynamic_object.h"\n#include "analytics/vocabulary.h"\n\n',
+           f"namespace {NAMESPACE} {{\n\n",
+           "// The two initialisers: (env, destination, strict, noop) and the same with a debugger.\n"
+           "template <typename T>\nconcept AvoProtocol =\n"
+           "    std::constructible_from<T, AvoEnv, std::shared_ptr<AvoCustomDestination>, bool, "
+           "bool> &&\n"
+           "    std::constructible_from<T, AvoEnv, std::shared_ptr<AvoCustomDestination>,\n"
+           "                            std::shared_ptr<DynamicObject>, bool, bool> &&\n"
+           "    requires(T& avo) {\n"]
     for event in plan["events"]:
         args = ", ".join(f"std::declval<{param_type(t)}>()" for _, t, _ in arguments(event))
         out.append(f"  avo.{event['function']}({args});\n")
