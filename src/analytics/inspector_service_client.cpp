@@ -120,7 +120,9 @@ bool InspectorServiceClient::post(std::string body) {
   }
   queue_.push_back(std::move(body));
   ++stats_.accepted;
-  wake_.notify_one();
+  // Waking the worker costs a system call; it is only needed when the worker sleeps on an empty
+  // queue, otherwise it finds the report when it comes back for the next one.
+  if (workerWaiting_) wake_.notify_one();
   return true;
 }
 
@@ -141,7 +143,9 @@ void InspectorServiceClient::run() {
     std::string body;
     {
       std::unique_lock lock(mutex_);
+      workerWaiting_ = true;
       wake_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
+      workerWaiting_ = false;
       if (queue_.empty() || abort_.load()) {
         stats_.abandoned += queue_.size();
         queue_.clear();

@@ -86,6 +86,7 @@ class InspectorServiceClient {
   std::condition_variable idle_;
   std::deque<std::string> queue_;
   bool busy_ = false;
+  bool workerWaiting_ = false;
   bool stopping_ = false;
   std::chrono::steady_clock::time_point flushDeadline_{};
   Stats stats_;
