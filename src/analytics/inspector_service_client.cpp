@@ -78,7 +78,14 @@ bool isAcceptableInspectorEndpoint(const std::string& url) {
       curl_url_get(parsed, CURLUPART_SCHEME, &scheme, 0) == CURLUE_OK &&
       curl_url_get(parsed, CURLUPART_HOST, &host, 0) == CURLUE_OK) {
     const std::string schemeText = scheme;
-    acceptable = schemeText == "https" || (schemeText == "http" && isLoopbackHost(host));
+    const std::string hostText = host;
+    // Names under ".invalid" never resolve; refusing them up front means an unconfigured client
+    // starts no worker and makes no lookups.
+    const bool invalidHost =
+        hostText == "invalid" ||
+        (hostText.size() > 8 && hostText.compare(hostText.size() - 8, 8, ".invalid") == 0);
+    acceptable = !invalidHost &&
+                 (schemeText == "https" || (schemeText == "http" && isLoopbackHost(hostText)));
   }
   curl_free(scheme);
   curl_free(host);

@@ -29,8 +29,9 @@ namespace km {
 
 // Environment variable naming the inspector endpoint when no endpoint is given explicitly.
 inline constexpr const char* kInspectorEndpointVariable = "KM_AVO_INSPECTOR_URL";
-// The endpoint used when nothing is configured. The ".invalid" host never resolves, so an
-// unconfigured client sends nothing anywhere; deployments set the real endpoint.
+// The endpoint used when nothing is configured. Its ".invalid" host is reserved never to resolve,
+// and the client treats it as disabled: an unconfigured client drops every report without
+// touching the network. Deployments set the real endpoint.
 inline constexpr const char* kDefaultInspectorEndpoint = "https://inspector.invalid/i";
 
 struct InspectorServiceOptions {
@@ -95,7 +96,8 @@ class InspectorServiceClient {
   std::thread worker_;
 };
 
-// True for https URLs, and for http URLs whose host is a loopback address.
+// True for https URLs, and for http URLs whose host is a loopback address; never for hosts
+// under ".invalid".
 bool isAcceptableInspectorEndpoint(const std::string& url);
 
 // Makes InspectorServiceClient::shared() return `client` while alive. For tests and benchmarks.

@@ -4,10 +4,8 @@
 
 #include <chrono>
 #include <cstdio>
-#include <functional>
 #include <mutex>
 #include <optional>
-#include <thread>
 
 #include "base/fatal_error.h"
 
@@ -35,7 +33,6 @@ std::string systemLogLine(std::string_view message) {
   const auto days = floor<std::chrono::days>(now);
   const year_month_day date{days};
   const hh_mm_ss time{floor<milliseconds>(now - days)};
-  const auto threadId = std::hash<std::thread::id>{}(std::this_thread::get_id()) & 0xffffff;
   char stamp[96];
   std::snprintf(
       stamp, sizeof stamp, "%04d-%02u-%02u %02ld:%02ld:%02ld.%03ld ", static_cast<int>(date.year()),
@@ -43,8 +40,8 @@ std::string systemLogLine(std::string_view message) {
       static_cast<long>(time.hours().count()), static_cast<long>(time.minutes().count()),
       static_cast<long>(time.seconds().count()), static_cast<long>(time.subseconds().count()));
   char process[64];
-  std::snprintf(process, sizeof process, "[%d:%zx] ", static_cast<int>(getpid()),
-                static_cast<std::size_t>(threadId));
+  std::snprintf(process, sizeof process, "[%d:%x] ", static_cast<int>(getpid()),
+                static_cast<unsigned>(gettid()));
   std::string line = stamp;
   line += program_invocation_short_name;
   line += process;

@@ -1,9 +1,10 @@
 #pragma once
 
-// The system log: one line per message on standard error, stamped with the local wall-clock
-// time (UTC here, as the process has no zone of its own), the program name and process id,
-// as the phone platform's log prints on Linux:
-//   2026-11-23 01:18:07.123 program[4242:7f3a] message
+// The system log: one line per message on standard error, stamped with the wall-clock time in
+// UTC (the analytics library has no access to the process's time-zone setting), the program
+// name, the process id and the kernel thread id in hex, the way the phone platform's log prints
+// on Linux:
+//   2026-11-23 01:18:07.123 program[4242:10a3] message
 // Thread-safe: lines from different threads never interleave.
 
 #include <string>

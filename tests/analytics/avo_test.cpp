@@ -1,10 +1,12 @@
 #include "analytics/avo.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <regex>
 
 #include "analytics/fakes.h"
 #include "analytics/inspector_service_client.h"
@@ -499,6 +501,14 @@ TEST(AvoReportTest, DevClientPostsStartAndLogoutReportsToTheService) {
   EXPECT_EQ(logout["or"], "ev");
   EXPECT_EQ(logout["va"], true);
   EXPECT_EQ(logout["ha"].get<std::string>().size(), 64u);
+}
+
+TEST(SystemLogTest, LineCarriesTimeProgramAndProcess) {
+  const std::string line = systemLogLine("[avo] hello");
+  EXPECT_TRUE(std::regex_match(
+      line, std::regex(R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} analytics_test\[)" +
+                       std::to_string(::getpid()) + R"(:[0-9a-f]+\] \[avo\] hello)")))
+      << line;
 }
 
 }  // namespace

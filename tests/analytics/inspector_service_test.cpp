@@ -93,6 +93,7 @@ TEST(InspectorServiceTest, EndpointComesFromOptionsThenEnvironment) {
   ::unsetenv(kInspectorEndpointVariable);
   InspectorServiceClient byDefault;
   EXPECT_EQ(byDefault.endpoint().rfind("https://", 0), 0u);
+  EXPECT_FALSE(byDefault.enabled());  // nothing configured: nothing leaves the process
 
   InspectorServiceClient refused(InspectorServiceOptions{.endpoint = "http://192.0.2.7/i"});
   EXPECT_FALSE(refused.enabled());
