@@ -162,12 +162,12 @@ void InspectorServiceClient::run() {
       queue_.pop_front();
       busy_ = true;
     }
-    bool answered = false;
-    if (curl != nullptr) answered = send(curl, headers, body);
+    const Outcome outcome = curl != nullptr ? send(curl, headers, body) : Outcome::failed;
     {
       std::lock_guard lock(mutex_);
       busy_ = false;
-      ++(answered ? stats_.answered : stats_.failed);
+      ++(outcome == Outcome::answered ? stats_.answered : stats_.failed);
+      if (outcome == Outcome::certificateRejected) ++stats_.certificateRejected;
       if (queue_.empty()) idle_.notify_all();
     }
   }
@@ -176,7 +176,8 @@ void InspectorServiceClient::run() {
   if (curl != nullptr) curl_easy_cleanup(curl);
 }
 
-bool InspectorServiceClient::send(void* handle, void* headerList, const std::string& body) {
+InspectorServiceClient::Outcome InspectorServiceClient::send(void* handle, void* headerList,
+                                                             const std::string& body) {
   CURL* curl = handle;
   auto* headers = static_cast<curl_slist*>(headerList);
   Transfer transfer;
@@ -187,6 +188,9 @@ bool InspectorServiceClient::send(void* handle, void* headerList, const std::str
   curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);  // timeouts without signals: we are a thread
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYPEER, 1L);
   curl_easy_setopt(curl, CURLOPT_SSL_VERIFYHOST, 2L);
+  if (!options_.caBundlePath.empty()) {
+    curl_easy_setopt(curl, CURLOPT_CAINFO, options_.caBundlePath.c_str());
+  }
   curl_easy_setopt(curl, CURLOPT_FOLLOWLOCATION, 0L);
   curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
   curl_easy_setopt(curl, CURLOPT_POST, 1L);
@@ -204,14 +208,17 @@ bool InspectorServiceClient::send(void* handle, void* headerList, const std::str
   curl_easy_setopt(curl, CURLOPT_XFERINFODATA, &transfer);
 
   const CURLcode code = curl_easy_perform(curl);
-  if (code != CURLE_OK) return false;
+  if (code == CURLE_PEER_FAILED_VERIFICATION || code == CURLE_SSL_CACERT_BADFILE) {
+    return Outcome::certificateRejected;
+  }
+  if (code != CURLE_OK) return Outcome::failed;
   // The answer carries nothing the client acts on; it is parsed only so that a malformed one is
   // known to be harmless, and then dropped.
   if (!transfer.answer.empty()) {
     const auto parsed = nlohmann::json::parse(transfer.answer, nullptr, /*allow_exceptions=*/false);
     (void)parsed.is_discarded();
   }
-  return true;
+  return Outcome::answered;
 }
 
 InspectorServiceClient& InspectorServiceClient::shared() {

@@ -42,16 +42,19 @@ struct InspectorServiceOptions {
   std::chrono::milliseconds totalTimeout{60'000};
   std::size_t maxResponseBytes = 64 * 1024;
   std::chrono::milliseconds shutdownFlush{500};
+  // PEM file of the certificate authorities to trust; empty: the system's trust store.
+  std::string caBundlePath;
 };
 
 class InspectorServiceClient {
  public:
   struct Stats {
-    std::uint64_t accepted = 0;   // queued by post()
-    std::uint64_t dropped = 0;    // refused by post(): queue full or client disabled
-    std::uint64_t answered = 0;   // transfers that got an HTTP answer (any status)
-    std::uint64_t failed = 0;     // transfers that failed (timeout, refused, TLS, too large)
-    std::uint64_t abandoned = 0;  // queued reports discarded at shutdown
+    std::uint64_t accepted = 0;  // queued by post()
+    std::uint64_t dropped = 0;   // refused by post(): queue full or client disabled
+    std::uint64_t answered = 0;  // transfers that got an HTTP answer (any status)
+    std::uint64_t failed = 0;    // transfers that failed (timeout, refused, TLS, too large)
+    std::uint64_t certificateRejected = 0;  // of those, failed because the peer was not trusted
+    std::uint64_t abandoned = 0;            // queued reports discarded at shutdown
   };
 
   explicit InspectorServiceClient(InspectorServiceOptions options = {});
@@ -75,8 +78,9 @@ class InspectorServiceClient {
 
  private:
   void run();
-  // One POST; true when the service answered (any status).
-  bool send(void* curl, void* headers, const std::string& body);
+  enum class Outcome { answered, failed, certificateRejected };
+  // One POST; answered when the service sent an HTTP answer (any status).
+  Outcome send(void* curl, void* headers, const std::string& body);
 
   InspectorServiceOptions options_;
   std::string endpoint_;
