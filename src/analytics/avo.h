@@ -5,8 +5,11 @@
 // An Avo checks events and sends them to the host's destination, mirrors them to an optional
 // debugger object, and reports their shape to an inspector object and to the inspector service.
 // It is built once by the host and lives as long as the host keeps it (not copyable, not movable:
-// event code holds on to it). It does no locking: use one client from one thread at a time.
-// Reports to the inspector service never block: they are queued for a background worker.
+// event code holds on to it). It does no locking of its own: events and userLogout only read the
+// client, so they may run on several threads at once as long as nobody writes ENV_, NOOP_ or
+// avoLogger meanwhile; the destination, logger, debugger and inspector are then called
+// concurrently and must guard themselves. Reports to the inspector service never block: they
+// are queued for a background worker.
 
 #include <memory>
 #include <span>
