@@ -592,6 +592,11 @@ TEST(AvoConcurrencyTest, ParallelUserLogoutIsSafe) {
   EXPECT_EQ(stats.accepted + stats.dropped, 101u);  // the start report and one per logout
 }
 
+TEST(AvoDeathTest, MissingDestinationIsAProgrammingError) {
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_DEATH(Avo(AvoEnv::dev, nullptr, false, false), "Fatal error: Avo needs a destination");
+}
+
 TEST(SystemLogTest, LineCarriesTimeProgramAndProcess) {
   const std::string line = systemLogLine("[avo] hello");
   EXPECT_TRUE(std::regex_match(

@@ -104,6 +104,11 @@ TEST(VocabularyTest, RegionCodesAreMarketsPlusAzerbaijan) {
   EXPECT_EQ(rawValue(markets[12]), "NZ");  // the plan's own order, not alphabetical
 }
 
+TEST(VocabularyDeathTest, ValueOutsideTheEnumerationIsFatal) {
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_DEATH(rawValue(static_cast<Widget>(8)), "Fatal error: value out of range for Widget: 8");
+}
+
 TEST(VocabularyTest, StructuresCompareByAllFields) {
   const Avo::SmartAssistantInputContent a{Market::au, Language::en, "2", "two eggs"};
   auto b = a;
