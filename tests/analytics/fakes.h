@@ -1,0 +1,116 @@
+#pragma once
+
+// Recording test doubles for the tracking client's collaborators.
+
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "analytics/avo_custom_destination.h"
+#include "analytics/avo_logger.h"
+#include "analytics/dynamic_object.h"
+
+namespace km::testing {
+
+struct DestinationCall {
+  std::string operation;
+  std::vector<std::string> arguments;
+  bool operator==(const DestinationCall&) const = default;
+};
+
+class RecordingDestination : public AvoCustomDestination {
+ public:
+  std::vector<DestinationCall> calls;
+
+  void setEnvironment(AvoEnv env) override {
+    calls.push_back({"setEnvironment", {std::string(envName(env))}});
+  }
+  void make(AvoEnv env, std::optional<std::string> apiKey) override {
+    calls.push_back({"make", {std::string(envName(env)), apiKey.value_or("<none>")}});
+  }
+  void logEvent(const std::string& eventName, const AvoDictionary& properties) override {
+    calls.push_back({"logEvent", {eventName, describe(properties)}});
+  }
+  void setUserProperties(const std::string& userId, const AvoDictionary& properties) override {
+    calls.push_back({"setUserProperties", {userId, describe(properties)}});
+  }
+  void identify(const std::string& userId) override { calls.push_back({"identify", {userId}}); }
+  void unidentify() override { calls.push_back({"unidentify", {}}); }
+  void setUserPropertiesOnce(const std::string& userId, const AvoDictionary& properties) override {
+    calls.push_back({"setUserPropertiesOnce", {userId, describe(properties)}});
+  }
+  void flush() override { calls.push_back({"flush", {}}); }
+
+  int count(const std::string& operation) const {
+    int n = 0;
+    for (const auto& call : calls)
+      n += call.operation == operation ? 1 : 0;
+    return n;
+  }
+};
+
+struct LoggerCall {
+  std::string level;
+  bool isDev;
+  std::string message;
+  bool operator==(const LoggerCall&) const = default;
+};
+
+class RecordingLogger : public AvoLogger {
+ public:
+  explicit RecordingLogger(bool handles) : handles_(handles) {}
+  std::vector<LoggerCall> calls;
+
+  bool logDebug(bool isDev, const std::string& message) override {
+    calls.push_back({"debug", isDev, message});
+    return handles_;
+  }
+  bool logWarn(bool isDev, const std::string& message) override {
+    calls.push_back({"warn", isDev, message});
+    return handles_;
+  }
+  bool logError(bool isDev, const std::string& message) override {
+    calls.push_back({"error", isDev, message});
+    return handles_;
+  }
+
+ private:
+  bool handles_;
+};
+
+struct PerformedCall {
+  std::string selector;
+  std::vector<AvoValue> arguments;
+};
+
+// Answers the selectors it was given; performing one records the call and returns its answer.
+class FakeObject : public DynamicObject {
+ public:
+  explicit FakeObject(std::map<std::string, AvoValue> answers) : answers_(std::move(answers)) {}
+
+  std::vector<PerformedCall> performed;
+
+  bool respondsTo(std::string_view selector) const override {
+    return answers_.count(std::string(selector)) != 0;
+  }
+  AvoValue perform(std::string_view selector, std::span<const AvoValue> args) override {
+    performed.push_back({std::string(selector), {args.begin(), args.end()}});
+    auto it = answers_.find(std::string(selector));
+    return it == answers_.end() ? AvoValue() : it->second;
+  }
+
+  std::vector<PerformedCall> calls(std::string_view selector) const {
+    std::vector<PerformedCall> matching;
+    for (const auto& call : performed) {
+      if (call.selector == selector) matching.push_back(call);
+    }
+    return matching;
+  }
+
+ private:
+  std::map<std::string, AvoValue> answers_;
+};
+
+}  // namespace km::testing

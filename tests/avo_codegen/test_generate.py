@@ -1,0 +1,268 @@
+"""Tests of the tracking-plan generator on a small plan, and of the shipped plan's data."""
+
+import copy
+import io
+import json
+import os
+import sys
+import tempfile
+import unittest
+from contextlib import redirect_stderr
+
+SOURCE_DIR = os.environ.get(
+    "KM_SOURCE_DIR", os.path.join(os.path.dirname(__file__), os.pardir, os.pardir))
+sys.path.insert(0, os.path.join(SOURCE_DIR, "tools", "avo-codegen"))
+
+import generate  # noqa: E402
+
+HASH = "ab" * 32
+
+
+def fixed(category, feature, item, action, feature_type):
+    names = ("feature_category", "feature", "feature_item", "action", "feature_type")
+    types = ("FeatureCategory", "Feature", "FeatureItem", "Action", "FeatureType")
+    return [{"name": n, "id": f"fix{i}xxxxxx", "type": t, "value": v}
+            for i, (n, t, v) in enumerate(zip(names, types,
+                                               (category, feature, item, action, feature_type)))]
+
+
+def small_plan():
+    return {"events": [
+        {"name": "widget_add", "function": "widgetAdd", "id": "1Z3E51Um7N", "hash": HASH,
+         "userId": False,
+         "properties": [{"name": "widget", "id": "VbTYpkc129", "type": "[Widget]"}],
+         "fixedProperties": fixed("widgets", "export", "open_widget", "delete", "free"),
+         "userProperties": [], "call": "logEvent", "validation": False},
+        {"name": "language_set", "function": "languageSet", "id": "5eMizuVa3X", "hash": HASH,
+         "userId": True, "properties": [], "fixedProperties": [],
+         "userProperties": [{"name": "app_language_code", "id": "5eMizuVa3e",
+                             "type": "AppLanguageCode"}],
+         "call": "setUserProperties", "validation": False},
+        {"name": "meal_submit", "function": "mealSubmit", "id": "VWIBJo8n4", "hash": HASH,
+         "userId": False,
+         "properties": [{"name": "do", "id": "p1xxxxxxxx", "type": "Int"},
+                        {"name": "a_b_test_stream", "id": "p2xxxxxxxx", "type": "String?"},
+                        {"name": "content", "id": "p3xxxxxxxx",
+                         "type": "SmartAssistantInputContent"},
+                        {"name": "nutrients", "id": "p4xxxxxxxx", "type": "FoodNutrients"},
+                        {"name": "goals", "id": "p5xxxxxxxx", "type": "[String]"},
+                        {"name": "done", "id": "p6xxxxxxxx", "type": "Bool"}],
+         "fixedProperties": [], "userProperties": [], "call": "logEvent+unidentify",
+         "validation": True},
+    ]}
+
+
+class GeneratedCodeTest(unittest.TestCase):
+    def setUp(self):
+        self.files = generate.generate(small_plan())
+
+    def test_declarations_have_typed_arguments_in_plan_order(self):
+        inc = self.files["analytics/avo_events.inc"]
+        self.assertIn("void widgetAdd(const std::vector<avo::Widget>& widget);", inc)
+        self.assertIn("void languageSet(std::string_view userId_, "
+                      "avo::AppLanguageCode appLanguageCode);", inc)
+        # Keywords get a trailing underscore; snake_case wire names become lowerCamelCase.
+        self.assertIn("void mealSubmit(std::int64_t do_, std::optional<std::string_view> "
+                      "aBTestStream, const avo::SmartAssistantInputContent& content, "
+                      "const avo::group::FoodNutrients& nutrients, const std::vector<std::string>& "
+                      "goals, bool done);", inc)
+
+    def test_definition_puts_fixed_properties_first_and_checks_raw_values_by_case(self):
+        cpp = self.files["analytics/avo_events.cpp"]
+        body = cpp[cpp.index("void Avo::widgetAdd("):]
+        body = body[:body.index("\n}\n")]
+        expected = [
+            'event.addEventProperty("feature_category", rawValue(avo::FeatureCategory::widgets));',
+            'event.addEventProperty("feature", rawValue(avo::Feature::export_));',
+            'event.addEventProperty("feature_item", rawValue(avo::FeatureItem::openWidget));',
+            'event.addEventProperty("action", rawValue(avo::Action::delete_));',
+            'event.addEventProperty("feature_type", rawValue(avo::FeatureType::free));',
+            'event.addEventProperty("widget", widget);',
+            "event.send();",
+        ]
+        lines = [line.strip() for line in body.splitlines()[2:]]
+        self.assertEqual(lines, expected)
+
+    def test_spec_lists_debugger_records_variable_first_and_the_event_data(self):
+        cpp = self.files["analytics/avo_events.cpp"]
+        records = cpp[cpp.index("kWidgetAddProps[] = {"):]
+        records = records[:records.index("};")]
+        self.assertLess(records.index('"widget", "VbTYpkc129"'), records.index('"feature_category"'))
+        spec = cpp[cpp.index("constexpr AvoEventSpec kMealSubmit{"):]
+        spec = [s.strip().rstrip(",") for s in spec[:spec.index("};")].splitlines()[1:]]
+        self.assertEqual(spec, ['"meal_submit"', '"VWIBJo8n4"', f'"{HASH}"', "kMealSubmitProps",
+                                "{}", "AvoEventCall::logEventAndUnidentify", "true", "false"])
+        self.assertIn("kLanguageSetUserProps", cpp)
+        self.assertIn('event.setUserId(userId_);\n  event.addUserProperty("app_language_code", '
+                      "appLanguageCode);", cpp)
+
+    def test_table_reads_json_keys_and_lists_parameters(self):
+        table = self.files["analytics/avo_event_table.cpp"]
+        self.assertIn('{"userId", "String", nullptr},\n'
+                      '    {"app_language_code", "AppLanguageCode", '
+                      '&avoRawValues<avo::AppLanguageCode>},', table)
+        self.assertIn('auto do_ = args.get<std::int64_t>("do");', table)
+        self.assertIn('{"widget_add", "widgetAdd", kWidgetAddParams, &callWidgetAdd},', table)
+        self.assertIn("avo.mealSubmit(do_, aBTestStream, content, nutrients, goals, done);", table)
+
+    def test_hand_written_event_is_in_protocol_and_table_but_not_generated(self):
+        plan = small_plan()
+        plan["events"][0]["function"] = "userLogout"
+        plan["events"][0]["name"] = "user_logout"
+        files = generate.generate(plan)
+        self.assertNotIn("userLogout", files["analytics/avo_events.inc"])
+        self.assertNotIn("Avo::userLogout", files["analytics/avo_events.cpp"])
+        self.assertIn("avo.userLogout(", files["analytics/avo_protocol.h"])
+        self.assertIn('{"user_logout", "userLogout",', files["analytics/avo_event_table.cpp"])
+
+    def test_protocol_names_every_event(self):
+        protocol = self.files["analytics/avo_protocol.h"]
+        for function in ("widgetAdd", "languageSet", "mealSubmit"):
+            self.assertIn(f"avo.{function}(", protocol)
+        self.assertIn("std::constructible_from<T, AvoEnv, std::shared_ptr<AvoCustomDestination>, "
+                      "bool, bool>", protocol)
+        self.assertIn("avo.languageSet(std::declval<std::string_view>(), "
+                      "std::declval<avo::AppLanguageCode>());", protocol)
+
+
+class PlanCheckTest(unittest.TestCase):
+    def test_bad_plans_are_rejected_with_the_event_named(self):
+        def edit(index, change):
+            plan = small_plan()
+            change(plan["events"][index])
+            return plan
+
+        cases = [
+            ("duplicate id", edit(1, lambda e: e.update(id="1Z3E51Um7N")), "already used"),
+            ("short hash", edit(0, lambda e: e.update(hash="abc")), "64 lower-case hex"),
+            ("upper-case hash", edit(0, lambda e: e.update(hash="AB" * 32)), "64 lower-case hex"),
+            ("id alphabet", edit(0, lambda e: e.update(id="1Z3E51Um7-")), "malformed event id"),
+            ("name and function disagree", edit(0, lambda e: e.update(name="widget_added")),
+             "lower_snake_case"),
+            ("unknown call", edit(0, lambda e: e.update(call="track")), "is not one of"),
+            ("user properties without user id", edit(1, lambda e: e.update(userId=False)),
+             "needs the user id"),
+            ("user properties on logEvent", edit(1, lambda e: e.update(call="logEvent")),
+             "only sent by setUserProperties"),
+            ("fixed property of another type",
+             edit(0, lambda e: e["fixedProperties"][0].update(type="Widget")), "must be one of"),
+            ("list of a structure",
+             edit(2, lambda e: e["properties"][0].update(type="[FoodNutrients]")),
+             "a list holds"),
+            ("property twice",
+             edit(0, lambda e: e["properties"].append(dict(e["properties"][0]))), "twice"),
+            ("missing key", edit(0, lambda e: e.pop("validation")), "missing 'validation'"),
+        ]
+        for label, plan, message in cases:
+            with self.subTest(label):
+                with self.assertRaises(generate.PlanError) as raised:
+                    generate.generate(plan)
+                self.assertIn(message, str(raised.exception))
+
+    def test_main_reports_a_bad_plan_and_writes_nothing(self):
+        with tempfile.TemporaryDirectory() as tmp:
+            plan = small_plan()
+            plan["events"][0]["hash"] = "x"
+            path = os.path.join(tmp, "plan.json")
+            with open(path, "w") as f:
+                json.dump(plan, f)
+            err = io.StringIO()
+            with redirect_stderr(err):
+                status = generate.main(["generate.py", path, os.path.join(tmp, "out")])
+            self.assertEqual(status, 1)
+            self.assertIn("event 'widget_add'", err.getvalue())
+            self.assertFalse(os.path.exists(os.path.join(tmp, "out")))
+
+    def test_unchanged_output_is_not_rewritten(self):
+        with tempfile.TemporaryDirectory() as tmp:
+            path = os.path.join(tmp, "plan.json")
+            with open(path, "w") as f:
+                json.dump(small_plan(), f)
+            out = os.path.join(tmp, "out")
+            self.assertEqual(generate.main(["generate.py", path, out]), 0)
+            inc = os.path.join(out, "analytics", "avo_events.inc")
+            os.utime(inc, (1, 1))
+            self.assertEqual(generate.main(["generate.py", path, out]), 0)
+            self.assertEqual(os.stat(inc).st_mtime, 1)
+
+
+class ShippedPlanTest(unittest.TestCase):
+    """The data the product documents must reach the generated client unchanged."""
+
+    @classmethod
+    def setUpClass(cls):
+        with open(os.path.join(SOURCE_DIR, "tools", "avo-codegen", "plan.json")) as f:
+            cls.plan = json.load(f)
+        cls.events = {e["name"]: e for e in cls.plan["events"]}
+
+    def test_plan_is_valid_and_complete(self):
+        generate.check_plan(copy.deepcopy(self.plan))
+        self.assertEqual(len(self.plan["events"]), 171)
+        functions = [e["function"] for e in self.plan["events"]]
+        self.assertEqual(functions[:7], ["registrationComplete", "userLogin", "userLogout",
+                                         "accountDelete", "regionSet", "languageSet",
+                                         "userPropertiesSet"])
+        self.assertEqual(functions[-1], "pageViewFeatureDetailCustomMeal")
+
+    def test_quoted_events(self):
+        add = self.events["widget_add"]
+        self.assertEqual((add["id"], add["hash"]), (
+            "1Z3E51Um7N", "e476bec17caf0ad386f0bd53ea22f685e89d2a4df2a75c07166185d72ecfab70"))
+        self.assertEqual(add["properties"], [{"name": "widget", "id": "VbTYpkc129",
+                                              "type": "[Widget]"}])
+        self.assertEqual([(p["name"], p["value"]) for p in add["fixedProperties"]],
+                         [("feature_category", "widgets"), ("feature", "widgets"),
+                          ("feature_item", "widgets"), ("action", "confirm"),
+                          ("feature_type", "free")])
+        self.assertEqual(self.events["user_logout"]["id"], "bJaNBZcQB_")
+        self.assertEqual(self.events["user_logout"]["call"], "unidentify")
+        submit = self.events["smart_assistant_meal_submit"]
+        self.assertEqual(submit["id"], "VWIBJo8n4")
+        self.assertEqual([(p["name"], p["type"]) for p in submit["properties"]], [
+            ("meal_type", "String"), ("count_voice_input", "Int"),
+            ("count_keyboard_input", "Int"),
+            ("smart_assistant_input_content", "SmartAssistantInputContent"),
+            ("state", "String"), ("flow_id", "String?"), ("a_b_test_stream", "String?")])
+        self.assertEqual(submit["fixedProperties"][0]["value"], "smart_assistant")
+        tap = self.events["widget_tap"]
+        self.assertEqual([(p["name"], p["type"]) for p in tap["properties"]],
+                         [("widget", "[Widget]"), ("destination", "[Destination]")])
+
+    def test_destination_calls_and_user_properties(self):
+        calls = {name: e["call"] for name, e in self.events.items() if e["call"] != "logEvent"}
+        self.assertEqual(calls, {
+            "user_logout": "unidentify", "account_delete": "logEvent+unidentify",
+            "region_set": "setUserProperties", "language_set": "setUserProperties",
+            "user_properties_set": "setUserProperties", "profile_created": "logEvent+identify"})
+        user = {name: [(p["name"], p["id"] if p["name"] == "app_language_code" else p["type"])
+                       for p in e["userProperties"]]
+                for name, e in self.events.items() if e["userProperties"]}
+        self.assertEqual(user, {
+            "region_set": [("app_region_code", "AppRegionCode")],
+            "language_set": [("app_language_code", "5eMizuVa3e")],
+            "user_properties_set": [("app_language_code", "5eMizuVa3e"),
+                                    ("app_region_code", "AppRegionCode")]})
+
+    def test_the_ten_validated_events(self):
+        validated = [e["name"] for e in self.plan["events"] if e["validation"]]
+        self.assertCountEqual(validated, [
+            "smart_assistant_meal_submit", "smart_assistant_add_to_diary",
+            "smart_assistant_error_no_match_try_again",
+            "smart_assistant_error_no_match_back_to_diary",
+            "page_view_smart_assistant_meal_results",
+            "smart_assistant_meal_complete_survey_submit",
+            "page_view_smart_assistant_error_no_food_match",
+            "page_view_smart_assistant_error_time_out",
+            "smart_assistant_error_time_out_try_again",
+            "smart_assistant_error_time_out_back_to_diary"])
+
+    def test_a_property_keeps_one_id_across_events(self):
+        ids = {}
+        for event in self.plan["events"]:
+            for prop in event["properties"] + event["fixedProperties"] + event["userProperties"]:
+                self.assertEqual(ids.setdefault(prop["name"], prop["id"]), prop["id"],
+                                 f"{event['name']}: {prop['name']}")
+
+
+if __name__ == "__main__":
+    unittest.main()
