@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "fixtures/temp_dir.h"
 #include "host/km_widget.h"
 #include "host/provider.h"
@@ -158,6 +160,13 @@ TEST_F(ProviderTest, TimelineStepsByElapsedHoursOverTheClockChange) {
   // No record stored: every entry carries the store fallback, dated now.
   EXPECT_EQ(t.entries[3].nutrition.energyCurrent, 1300);
   EXPECT_EQ(t.entries[3].nutrition.currentDate, t.entries[0].date);
+}
+
+TEST_F(ProviderTest, ACalendarThatCannotAddHoursIsFatal) {
+  // Only a date the calendar cannot hold gets here; there is no fallback timeline.
+  ScopedNow now(Date{std::nan("")});
+  EXPECT_DEATH(Provider{}.getTimeline({}, [](Timeline<NutritionEntry>) {}),
+               "Fatal error: the calendar cannot add hours");
 }
 
 TEST_F(ProviderTest, PlaceholderAndSnapshot) {
