@@ -378,6 +378,25 @@ TEST(BundleTest, SeesEditedTablesAndNewLanguageFolders) {
   EXPECT_EQ(bundle->localizedString("k", "", "T"), "français");
 }
 
+TEST(BundleTest, LookupsFromSeveralThreadsAgree) {
+  auto bundle = Bundle::atPath(km::testing::fixtureBundlePath());
+  ASSERT_TRUE(bundle);
+  ScopedPreferredLanguages languages(std::vector<std::string>{"de"});
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&] {
+      for (int i = 0; i < 200; ++i) {
+        if (bundle->localizedString("ios_widgets_1", "", "KMLocalizable") != "Kalorien") ++wrong;
+        if (bundle->localizations().size() != 4) ++wrong;
+      }
+    });
+  }
+  for (auto& t : threads)
+    t.join();
+  EXPECT_EQ(wrong, 0);
+}
+
 TEST(BundleTest, FindsResourcesAndOpensLanguageFolders) {
   auto bundle = Bundle::atPath(km::testing::fixtureBundlePath());
   ASSERT_TRUE(bundle);
