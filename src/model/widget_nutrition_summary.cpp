@@ -1,0 +1,342 @@
+#include "model/widget_nutrition_summary.h"
+
+#include <array>
+#include <cmath>
+#include <limits>
+#include <nlohmann/json.hpp>
+#include <optional>
+
+#include "platform/foundation/json_reader.h"
+
+namespace km {
+namespace {
+
+using json = nlohmann::json;
+
+std::string quote(std::string_view key) {
+  // Built by iterator ranges: GCC 12 at -O3 warns falsely (-Wrestrict) on the usual
+  // concatenations of short literals here.
+  std::string out(1, '"');
+  out.insert(out.end(), key.begin(), key.end());
+  out.push_back('"');
+  return out;
+}
+
+Error typeMismatch(std::string_view path, std::string_view expected, std::string_view found) {
+  return Error{"type mismatch at " + quote(path) + ": expected " + std::string(expected) +
+               ", found " + std::string(found)};
+}
+
+// The fields in declaration order; errors are reported for the first of them that is wrong.
+enum Field : int {
+  kCurrentDayInt,
+  kCurrentDate,
+  kIsLoggedIn,
+  kEnergyCurrent,
+  kEnergyTotal,
+  kFatCurrent,
+  kFatTotal,
+  kProteinCurrent,
+  kProteinTotal,
+  kCarbsCurrent,
+  kCarbsTotal,
+  kEnergyDays,
+  kIsKilojoules,
+  kFieldCount,
+};
+
+constexpr const char* kFieldNames[kFieldCount] = {
+    "currentDayInt", "currentDate", "isLoggedIn",     "energyCurrent", "energyTotal",
+    "fatCurrent",    "fatTotal",    "proteinCurrent", "proteinTotal",  "carbsCurrent",
+    "carbsTotal",    "energyDays",  "isKilojoules"};
+
+// One JSON value as the SAX parser reports it.
+struct Value {
+  enum class Kind { null, boolean, integer, unsignedInteger, floating, string, array, object };
+  Kind kind;
+  bool boolean = false;
+  std::int64_t integer = 0;
+  std::uint64_t unsignedInteger = 0;
+  double floating = 0;
+
+  bool isNumber() const {
+    return kind == Kind::integer || kind == Kind::unsignedInteger || kind == Kind::floating;
+  }
+  double number() const {
+    switch (kind) {
+      case Kind::integer:
+        return static_cast<double>(integer);
+      case Kind::unsignedInteger:
+        return static_cast<double>(unsignedInteger);
+      default:
+        return floating;
+    }
+  }
+  const char* description() const {
+    switch (kind) {
+      case Kind::null:
+        return "null";
+      case Kind::boolean:
+        return "a boolean";
+      case Kind::string:
+        return "a string";
+      case Kind::array:
+        return "an array";
+      case Kind::object:
+        return "an object";
+      default:
+        return "a number";
+    }
+  }
+};
+
+// Decodes straight from the parser's events into the record, without building a document: the
+// record is read on every widget refresh, seven times per timeline.
+class SummaryHandler final : public JsonHandler {
+ public:
+  bool null() override { return scalar({Value::Kind::null}); }
+  bool boolean(bool v) override { return scalar({Value::Kind::boolean, v}); }
+  bool integer(std::int64_t v) override { return scalar({Value::Kind::integer, false, v}); }
+  bool unsignedInteger(std::uint64_t v) override {
+    return scalar({Value::Kind::unsignedInteger, false, 0, v});
+  }
+  bool floating(double v) override { return scalar({Value::Kind::floating, false, 0, 0, v}); }
+  bool string(std::string_view /*v*/) override { return scalar({Value::Kind::string}); }
+
+  bool startObject() override {
+    if (depth_ == 0 && skip_ == 0) {
+      depth_ = 1;
+      return true;
+    }
+    return startContainer(Value{Value::Kind::object});
+  }
+  bool endObject() override { return endContainer(); }
+  bool startArray() override {
+    if (skip_ == 0 && depth_ == 1 && !inDays_ && field_ == kEnergyDays) {
+      inDays_ = true;
+      present_[kEnergyDays] = true;
+      errors_[kEnergyDays].reset();
+      summary_.energyDays.clear();
+      return true;
+    }
+    return startContainer(Value{Value::Kind::array});
+  }
+  bool endArray() override {
+    if (skip_ == 0 && inDays_) {
+      inDays_ = false;
+      return true;
+    }
+    return endContainer();
+  }
+  bool key(std::string_view name) override {
+    if (skip_ > 0) return true;
+    field_ = -1;
+    for (int f = 0; f < kFieldCount; ++f) {
+      if (name == kFieldNames[f]) field_ = f;
+    }
+    return true;
+  }
+  void syntaxError(const std::string& what) {
+    fatal_ = Error{"data corrupted: the data is not valid JSON (" + what + ")"};
+  }
+
+  Result<WidgetNutritionSummary> result() && {
+    if (fatal_) return *fatal_;
+    for (int f = 0; f < kFieldCount; ++f) {
+      if (!present_[f]) return Error{"key not found: no value for " + quote(kFieldNames[f])};
+      if (errors_[f]) return *errors_[f];
+    }
+    return std::move(summary_);
+  }
+
+ private:
+  // A value at the top level that is not an object ends decoding at once.
+  bool topLevelMismatch(const Value& v) {
+    fatal_ = typeMismatch("", "an object", v.description());
+    return false;
+  }
+
+  bool startContainer(const Value& v) {
+    if (skip_ > 0) {
+      ++skip_;
+      return true;
+    }
+    if (depth_ == 0) return topLevelMismatch(v);
+    scalar(v);  // reports a container where a field wants a scalar (or a day a number)
+    skip_ = 1;
+    return true;
+  }
+
+  bool endContainer() {
+    if (skip_ > 0) {
+      --skip_;
+    } else {
+      depth_ = 0;  // the end of the record's object
+    }
+    return true;
+  }
+
+  bool scalar(const Value& v) {
+    if (skip_ > 0) return true;
+    if (depth_ == 0) return topLevelMismatch(v);
+    if (inDays_) {
+      summary_.energyDays.push_back(number(v, kEnergyDays, summary_.energyDays.size()));
+      return true;
+    }
+    if (field_ < 0) return true;  // keys the record does not know are ignored
+    const int f = field_;
+    present_[f] = true;
+    errors_[f].reset();
+    switch (f) {
+      case kCurrentDayInt:
+        summary_.currentDayInt = int32(v);
+        break;
+      case kCurrentDate:
+        summary_.currentDate.timeIntervalSinceReferenceDate = number(v, f);
+        break;
+      case kIsLoggedIn:
+        summary_.isLoggedIn = boolean(v, f);
+        break;
+      case kIsKilojoules:
+        summary_.isKilojoules = boolean(v, f);
+        break;
+      case kEnergyDays:
+        fail(f, typeMismatch(kFieldNames[f], "an array", v.description()));
+        break;
+      default:
+        fieldNumber(f) = number(v, f);
+        break;
+    }
+    return true;
+  }
+
+  double& fieldNumber(int f) {
+    switch (f) {
+      case kEnergyCurrent:
+        return summary_.energyCurrent;
+      case kEnergyTotal:
+        return summary_.energyTotal;
+      case kFatCurrent:
+        return summary_.fatCurrent;
+      case kFatTotal:
+        return summary_.fatTotal;
+      case kProteinCurrent:
+        return summary_.proteinCurrent;
+      case kProteinTotal:
+        return summary_.proteinTotal;
+      case kCarbsCurrent:
+        return summary_.carbsCurrent;
+      default:
+        return summary_.carbsTotal;
+    }
+  }
+
+  void fail(int f, Error e) {
+    if (!errors_[f]) errors_[f] = std::move(e);
+  }
+
+  // `day` is the index within energyDays for its elements; the error path is built only when
+  // there is an error, as this runs for every number of every read.
+  double number(const Value& v, int f, std::optional<std::size_t> day = std::nullopt) {
+    auto path = [&] {
+      std::string p = kFieldNames[f];
+      if (day) {
+        p += '[';
+        p += std::to_string(*day);
+        p += ']';
+      }
+      return p;
+    };
+    if (!v.isNumber()) {
+      fail(f, typeMismatch(path(), "a number", v.description()));
+      return 0;
+    }
+    const double d = v.number();
+    if (!std::isfinite(d)) {
+      fail(f, Error{"data corrupted at " + quote(path()) + ": the number is not finite"});
+      return 0;
+    }
+    return d;
+  }
+
+  bool boolean(const Value& v, int f) {
+    if (v.kind != Value::Kind::boolean) {
+      fail(f, typeMismatch(kFieldNames[f], "a boolean", v.description()));
+      return false;
+    }
+    return v.boolean;
+  }
+
+  std::int32_t int32(const Value& v) {
+    constexpr auto kMin = std::numeric_limits<std::int32_t>::min();
+    constexpr auto kMax = std::numeric_limits<std::int32_t>::max();
+    if (!v.isNumber()) {
+      fail(kCurrentDayInt,
+           typeMismatch(kFieldNames[kCurrentDayInt], "an integer", v.description()));
+      return 0;
+    }
+    std::string text;
+    switch (v.kind) {
+      case Value::Kind::unsignedInteger:
+        if (v.unsignedInteger <= static_cast<std::uint64_t>(kMax)) {
+          return static_cast<std::int32_t>(v.unsignedInteger);
+        }
+        text = std::to_string(v.unsignedInteger);
+        break;
+      case Value::Kind::integer:
+        if (v.integer >= kMin && v.integer <= kMax) return static_cast<std::int32_t>(v.integer);
+        text = std::to_string(v.integer);
+        break;
+      default:
+        // A number written with a fraction or exponent is accepted when it is exactly an
+        // integer in range: "1.0" is 1, "1.5" is not a 32-bit integer.
+        if (std::isfinite(v.floating) && v.floating == std::trunc(v.floating) &&
+            v.floating >= kMin && v.floating <= kMax) {
+          return static_cast<std::int32_t>(v.floating);
+        }
+        text = std::to_string(v.floating);
+        text.erase(text.find_last_not_of('0') + 1);  // "1.500000" -> "1.5"
+        break;
+    }
+    fail(kCurrentDayInt, Error{"data corrupted at " + quote(kFieldNames[kCurrentDayInt]) +
+                               ": the number " + text + " does not fit in a 32-bit integer"});
+    return 0;
+  }
+
+  WidgetNutritionSummary summary_;
+  std::array<bool, kFieldCount> present_{};
+  std::array<std::optional<Error>, kFieldCount> errors_{};
+  std::optional<Error> fatal_;
+  int depth_ = 0;        // 1 inside the record's object
+  int field_ = -1;       // the field of the current key, -1 for unknown keys
+  bool inDays_ = false;  // inside the energyDays array
+  int skip_ = 0;         // nesting depth of a container being skipped
+};
+
+}  // namespace
+
+Result<WidgetNutritionSummary> decodeSummary(std::string_view text) {
+  SummaryHandler handler;
+  if (auto error = parseJson(text, handler)) handler.syntaxError(*error);
+  return std::move(handler).result();
+}
+
+std::string encodeSummary(const WidgetNutritionSummary& s) {
+  nlohmann::ordered_json j;
+  j["currentDayInt"] = s.currentDayInt;
+  j["currentDate"] = s.currentDate.timeIntervalSinceReferenceDate;
+  j["isLoggedIn"] = s.isLoggedIn;
+  j["energyCurrent"] = s.energyCurrent;
+  j["energyTotal"] = s.energyTotal;
+  j["fatCurrent"] = s.fatCurrent;
+  j["fatTotal"] = s.fatTotal;
+  j["proteinCurrent"] = s.proteinCurrent;
+  j["proteinTotal"] = s.proteinTotal;
+  j["carbsCurrent"] = s.carbsCurrent;
+  j["carbsTotal"] = s.carbsTotal;
+  j["energyDays"] = s.energyDays;
+  j["isKilojoules"] = s.isKilojoules;
+  return j.dump();
+}
+
+}  // namespace km

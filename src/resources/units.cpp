@@ -1,0 +1,31 @@
+#include "resources/units.h"
+
+#include "resources/widget_utils.h"
+
+namespace km {
+
+const char* energyUnitLongKey(bool isKilojoules) {
+  return isKilojoules ? "EnergyMeasurementKilojoules" : "EnergyMeasurementCalories";
+}
+
+const char* energyUnitShortKey(bool isKilojoules) {
+  return isKilojoules ? "KilojouleShort" : "CaloriesShort";
+}
+
+const char* energyGaugeUnitKey(bool isKilojoules) {
+  return isKilojoules ? "KilojouleShort" : "CaloriesShort_2";
+}
+
+std::string energyUnitLong(bool isKilojoules) {
+  return localizedString(energyUnitLongKey(isKilojoules));
+}
+
+std::string energyUnitShort(bool isKilojoules) {
+  return localizedString(energyUnitShortKey(isKilojoules));
+}
+
+std::string energyGaugeUnit(bool isKilojoules) {
+  return localizedString(energyGaugeUnitKey(isKilojoules));
+}
+
+}  // namespace km

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace km::cli {
+
+// Exit codes of the tool.
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+
+// Where a command writes: its JSON document to `out`, messages to `err`.
+struct Io {
+  std::ostream& out;
+  std::ostream& err;
+  std::istream& in;
+};
+
+// What a subcommand does once the global options are in force; returns the exit code.
+using Action = std::function<int(const Io&)>;
+
+// Each group of subcommands adds itself to the app and, when chosen, sets `action`. Adding a
+// command (say `render`) is one more of these, called from runKmwidget.
+void addStoreCommands(CLI::App& app, Action& action);
+void addTimelineCommands(CLI::App& app, Action& action);
+void addCatalogueCommand(CLI::App& app, Action& action);
+void addValidateCommand(CLI::App& app, Action& action);
+
+// Runs the tool on `args` (without the program name). The global options are process settings
+// for the duration of the call and are restored afterwards, so two runs must not overlap.
+int runKmwidget(const std::vector<std::string>& args, const Io& io);
+
+// Prints "kmwidget: <message>" on the error stream and returns kExitFailure.
+int fail(const Io& io, const std::string& message);
+
+}  // namespace km::cli
