@@ -1,0 +1,231 @@
+#include "platform/ui/text_engine.h"
+
+#include <cairo.h>
+#include <fontconfig/fontconfig.h>
+#include <pango/pangocairo.h>
+#include <pango/pangofc-fontmap.h>
+
+#include <cmath>
+#include <filesystem>
+#include <mutex>
+#include <unordered_map>
+
+namespace km {
+namespace {
+
+// Font files of the Debian packages fonts-inter, fonts-noto-core and fonts-noto-cjk.
+constexpr const char* kFontFiles[] = {
+    "/usr/share/fonts/opentype/inter/Inter-Regular.otf",
+    "/usr/share/fonts/opentype/inter/Inter-Medium.otf",
+    "/usr/share/fonts/opentype/inter/Inter-SemiBold.otf",
+    "/usr/share/fonts/opentype/inter/Inter-Bold.otf",
+    "/usr/share/fonts/truetype/noto/NotoSansArabic-Regular.ttf",
+    "/usr/share/fonts/truetype/noto/NotoSansArabic-Bold.ttf",
+    "/usr/share/fonts/opentype/noto/NotoSansCJK-Regular.ttc",
+    "/usr/share/fonts/opentype/noto/NotoSansCJK-Bold.ttc",
+};
+
+constexpr const char* kFamilies = "Inter, Noto Sans Arabic, Noto Sans CJK JP";
+
+PangoWeight pangoWeight(FontWeight w) {
+  switch (w) {
+    case FontWeight::regular:
+      return PANGO_WEIGHT_NORMAL;
+    case FontWeight::medium:
+      return PANGO_WEIGHT_MEDIUM;
+    case FontWeight::semibold:
+      return PANGO_WEIGHT_SEMIBOLD;
+    case FontWeight::bold:
+      return PANGO_WEIGHT_BOLD;
+  }
+  return PANGO_WEIGHT_NORMAL;
+}
+
+int toPango(double points) {
+  return static_cast<int>(std::ceil(points * PANGO_SCALE));
+}
+
+}  // namespace
+
+std::string_view fontWeightName(FontWeight weight) {
+  switch (weight) {
+    case FontWeight::regular:
+      return "regular";
+    case FontWeight::medium:
+      return "medium";
+    case FontWeight::semibold:
+      return "semibold";
+    case FontWeight::bold:
+      return "bold";
+  }
+  return "regular";
+}
+
+struct TextEngine::Impl {
+  std::mutex mutex;
+  PangoFontMap* fontMap = nullptr;
+  PangoContext* measureContext = nullptr;
+  PangoContext* drawContext = nullptr;
+  PangoLayout* measureLayout = nullptr;
+  cairo_font_options_t* options = nullptr;
+  bool fontsFound = false;
+  std::unordered_map<std::string, Size> cache;
+
+  void configure(PangoLayout* layout, const TextSpec& spec) {
+    PangoFontDescription* desc = pango_font_description_from_string(kFamilies);
+    pango_font_description_set_weight(desc, pangoWeight(spec.font.weight));
+    pango_font_description_set_absolute_size(desc, spec.font.size * PANGO_SCALE);
+    pango_layout_set_font_description(layout, desc);
+    pango_font_description_free(desc);
+    pango_layout_set_text(layout, spec.text.data(), static_cast<int>(spec.text.size()));
+    pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
+    if (std::isfinite(spec.wrapWidth)) {
+      pango_layout_set_width(layout, std::max(0, toPango(spec.wrapWidth)));
+    } else {
+      pango_layout_set_width(layout, -1);
+    }
+    if (spec.maxLines > 0 && std::isfinite(spec.wrapWidth)) {
+      pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
+      pango_layout_set_height(layout, -spec.maxLines);
+    } else {
+      pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_NONE);
+      pango_layout_set_height(layout, -1);
+    }
+  }
+
+  PangoContext* makeContext() {
+    PangoContext* ctx = pango_font_map_create_context(fontMap);
+    pango_cairo_context_set_font_options(ctx, options);
+    pango_context_set_round_glyph_positions(ctx, FALSE);
+    return ctx;
+  }
+
+  Size measureLocked(const TextSpec& spec) {
+    std::string key;
+    key.reserve(spec.text.size() + 48);
+    key.append(spec.text);
+    key.push_back('\0');
+    key.append(std::to_string(spec.font.size)).push_back('/');
+    key.append(std::to_string(static_cast<int>(spec.font.weight))).push_back('/');
+    key.append(std::isfinite(spec.wrapWidth) ? std::to_string(toPango(spec.wrapWidth)) : "inf");
+    key.push_back('/');
+    key.append(std::to_string(spec.maxLines));
+    if (auto it = cache.find(key); it != cache.end()) return it->second;
+    configure(measureLayout, spec);
+    PangoRectangle logical;
+    pango_layout_get_extents(measureLayout, nullptr, &logical);
+    Size size{static_cast<double>(logical.width) / PANGO_SCALE,
+              static_cast<double>(logical.height) / PANGO_SCALE};
+    if (spec.text.empty()) size.width = 0;
+    if (cache.size() > 8192) cache.clear();
+    cache.emplace(std::move(key), size);
+    return size;
+  }
+
+  int lineCountLocked(const TextSpec& spec) {
+    configure(measureLayout, spec);
+    return pango_layout_get_line_count(measureLayout);
+  }
+};
+
+TextEngine& TextEngine::shared() {
+  static TextEngine* engine = new TextEngine();  // never destroyed: fonts live for the process
+  return *engine;
+}
+
+TextEngine::TextEngine() : impl_(new Impl) {
+  FcConfig* config = FcConfigCreate();
+  int found = 0;
+  for (const char* file : kFontFiles) {
+    if (std::filesystem::exists(file) &&
+        FcConfigAppFontAddFile(config, reinterpret_cast<const FcChar8*>(file))) {
+      ++found;
+    }
+  }
+  impl_->fontsFound = found == static_cast<int>(std::size(kFontFiles));
+  impl_->fontMap = pango_cairo_font_map_new_for_font_type(CAIRO_FONT_TYPE_FT);
+  pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(impl_->fontMap), config);
+  FcConfigDestroy(config);  // the font map holds its own reference
+  impl_->options = cairo_font_options_create();
+  cairo_font_options_set_hint_style(impl_->options, CAIRO_HINT_STYLE_NONE);
+  cairo_font_options_set_hint_metrics(impl_->options, CAIRO_HINT_METRICS_OFF);
+  cairo_font_options_set_antialias(impl_->options, CAIRO_ANTIALIAS_GRAY);
+  impl_->measureContext = impl_->makeContext();
+  impl_->drawContext = impl_->makeContext();
+  impl_->measureLayout = pango_layout_new(impl_->measureContext);
+}
+
+TextEngine::~TextEngine() = default;
+
+bool TextEngine::fontsAvailable() const {
+  return impl_->fontsFound;
+}
+
+Size TextEngine::measure(const TextSpec& spec) {
+  std::lock_guard lock(impl_->mutex);
+  return impl_->measureLocked(spec);
+}
+
+TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lineLimit,
+                        double minimumScaleFactor, ProposedSize proposal) {
+  std::lock_guard lock(impl_->mutex);
+  const double width = proposal.width.value_or(kInfinity);
+  const bool wraps = std::isfinite(width);
+  int maxLines = lineLimit.value_or(0);
+  if (wraps && proposal.height && std::isfinite(*proposal.height)) {
+    // No more lines than the proposed height holds (at least one).
+    const Size oneLine = impl_->measureLocked({"X", font, kInfinity, 0});
+    const int byHeight =
+        std::max(1, static_cast<int>(std::floor(*proposal.height / oneLine.height + 1e-9)));
+    maxLines = maxLines > 0 ? std::min(maxLines, byHeight) : byHeight;
+  }
+  auto fitsAt = [&](Font f) {
+    if (!wraps) return true;
+    TextSpec free{text, f, width, 0};
+    const Size s = impl_->measureLocked(free);
+    if (s.width > width + 1e-6) return false;
+    return maxLines == 0 || impl_->lineCountLocked(free) <= maxLines;
+  };
+  Font chosen = font;
+  const double minFactor = std::clamp(minimumScaleFactor, 0.01, 1.0);
+  if (!fitsAt(font) && minFactor < 1) {
+    Font smallest = font;
+    smallest.size = font.size * minFactor;
+    if (fitsAt(smallest)) {
+      // Largest size that fits, to a hundredth of a point.
+      double lo = smallest.size, hi = font.size;
+      while (hi - lo > 0.01) {
+        Font mid = font;
+        mid.size = (lo + hi) / 2;
+        (fitsAt(mid) ? lo : hi) = mid.size;
+      }
+      chosen.size = lo;
+    } else {
+      chosen = smallest;
+    }
+  }
+  TextFit result;
+  result.font = chosen;
+  result.maxLines = wraps ? maxLines : 0;
+  result.wrapWidth = width;
+  Size size = impl_->measureLocked({text, chosen, width, result.maxLines});
+  size.width = std::min(size.width, width);
+  result.size = size;
+  return result;
+}
+
+void TextEngine::draw(cairo_t* cr, const TextSpec& spec, Point origin) {
+  std::lock_guard lock(impl_->mutex);
+  pango_cairo_update_context(cr, impl_->drawContext);
+  PangoLayout* layout = pango_layout_new(impl_->drawContext);
+  impl_->configure(layout, spec);
+  // Right-to-left paragraphs sit at the right of the wrap width; the frame starts where the
+  // text's own box does.
+  PangoRectangle logical;
+  pango_layout_get_extents(layout, nullptr, &logical);
+  cairo_move_to(cr, origin.x - static_cast<double>(logical.x) / PANGO_SCALE, origin.y);
+  pango_cairo_show_layout(cr, layout);
+  g_object_unref(layout);
+}
+
+}  // namespace km
