@@ -22,6 +22,7 @@ struct DisplayText {
   Font font;             // the size actually drawn, after any minimum-scale-factor shrink
   double wrapWidth = 0;  // lines break at this width (points)
   int maxLines = 0;      // 0: no limit; otherwise the last line ends in an ellipsis if cut
+  TextAlignment alignment = TextAlignment::leading;
   Color color;
 };
 

@@ -67,6 +67,9 @@ class Writer {
                            {"weight", std::string(fontWeightName(c.font.weight))}};
             color(out, "color", c.color);
             if (c.maxLines > 0) out["lineLimit"] = c.maxLines;
+            if (c.alignment != TextAlignment::leading) {
+              out["alignment"] = c.alignment == TextAlignment::center ? "center" : "trailing";
+            }
           } else if constexpr (std::is_same_v<T, DisplayLink>) {
             out["type"] = "link";
             out["url"] = c.url;

@@ -6,6 +6,10 @@ namespace km {
 
 enum class FontWeight { regular, medium, semibold, bold };
 
+// How the lines of a multi-line text align with each other (leading is the right edge in
+// right-to-left paragraphs).
+enum class TextAlignment { leading, center, trailing };
+
 std::string_view fontWeightName(FontWeight weight);
 
 // A system font at a point size and weight. The text styles are the phone's sizes for its

@@ -22,6 +22,7 @@ struct Env {
   std::optional<int> lineLimit;
   double minimumScaleFactor = 1;
   bool accentable = false;
+  TextAlignment textAlignment = TextAlignment::leading;
   std::optional<StackAxis> stackAxis;  // the enclosing stack, for spacers
 };
 
@@ -229,17 +230,23 @@ std::vector<ChildLayout> Layouter::stackChildren(const StackNode& s, ProposedSiz
   }
   auto spacerMinimum = [&](size_t i) { return length(size(s.children[i], proposal(0.0), inner)); };
   size_t others = 0, spacers = 0;
+  double reserved = 0;  // the spacers' minimum lengths, kept back while the others choose
   for (size_t i : order) {
     if (isSpacer(s.children[i])) {
       ++spacers;
-      if (std::isfinite(remaining)) remaining -= spacerMinimum(i);
+      reserved += spacerMinimum(i);
     } else {
       ++others;
     }
   }
+  if (std::isfinite(remaining)) remaining -= reserved;
+  bool released = false;
   for (size_t i : order) {
     const bool spacer = isSpacer(s.children[i]);
-    if (spacer && std::isfinite(remaining)) remaining += spacerMinimum(i);
+    if (spacer && !released) {
+      if (std::isfinite(remaining)) remaining += reserved;
+      released = true;
+    }
     size_t& left = spacer ? spacers : others;
     double share =
         std::isfinite(remaining) ? std::max(0.0, remaining / static_cast<double>(left)) : remaining;
@@ -345,6 +352,7 @@ View Layouter::progressBody(const ProgressNode& n, Size sz, const Env& env) cons
       n.currentValueLabel.font(Font::system(std::max(6.0, diameter * 0.17), FontWeight::medium))
           .lineLimit(2)
           .minimumScaleFactor(0.5)
+          .multilineTextAlignment(TextAlignment::center)
           .padding(line * 1.5),
   });
 }
@@ -410,16 +418,17 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
         } else if constexpr (std::is_same_v<T, TextNode>) {
           const TextFit fit = fitText(n, p, env);
           emit(frame, env, ctx,
-               DisplayText{n.text, fit.font, fit.wrapWidth, fit.maxLines, env.foreground});
+               DisplayText{n.text, fit.font, fit.wrapWidth, fit.maxLines, env.textAlignment,
+                           env.foreground});
         } else if constexpr (std::is_same_v<T, ShapeNode>) {
           DisplayShape shape;
-          shape.kind = n.shape.kind();
+          shape.kind = n.shape.kind;
           shape.path = n.shape.pathIn(frame);
           const Paint paint = n.paint ? *n.paint : Paint{env.foreground};
           (n.stroked ? shape.stroke : shape.fill) = paint;
           shape.strokeStyle = n.style;
-          shape.trimFrom = n.shape.trimFrom();
-          shape.trimTo = n.shape.trimTo();
+          shape.trimFrom = n.shape.trimFrom;
+          shape.trimTo = n.shape.trimTo;
           emit(frame, env, ctx, std::move(shape));
         } else if constexpr (std::is_same_v<T, AccessoryBackgroundNode>) {
           DisplayShape shape;
@@ -517,6 +526,7 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           if (n.lineLimit) e.lineLimit = *n.lineLimit;
           if (n.minimumScaleFactor) e.minimumScaleFactor = *n.minimumScaleFactor;
           if (n.accentable) e.accentable = *n.accentable;
+          if (n.textAlignment) e.textAlignment = *n.textAlignment;
           place(n.child, frame, p, e, ctx);
         } else if constexpr (std::is_same_v<T, EffectNode>) {
           PlaceContext inner = ctx;

@@ -326,7 +326,7 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
         using T = std::decay_t<decltype(c)>;
         if constexpr (std::is_same_v<T, DisplayText>) {
           setSourceRGBA(cr, t(c.color));
-          TextEngine::shared().draw(cr, {c.text, c.font, c.wrapWidth, c.maxLines},
+          TextEngine::shared().draw(cr, {c.text, c.font, c.wrapWidth, c.maxLines, c.alignment},
                                     item.frame.origin());
         } else if constexpr (std::is_same_v<T, DisplayShape>) {
           if (c.path.isEmpty()) return;

@@ -79,6 +79,11 @@ struct TextEngine::Impl {
     pango_font_description_free(desc);
     pango_layout_set_text(layout, spec.text.data(), static_cast<int>(spec.text.size()));
     pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
+    // Pango mirrors left and right for right-to-left paragraphs, so left is "leading".
+    pango_layout_set_alignment(layout, spec.alignment == TextAlignment::center ? PANGO_ALIGN_CENTER
+                                       : spec.alignment == TextAlignment::trailing
+                                           ? PANGO_ALIGN_RIGHT
+                                           : PANGO_ALIGN_LEFT);
     if (std::isfinite(spec.wrapWidth)) {
       pango_layout_set_width(layout, std::max(0, toPango(spec.wrapWidth)));
     } else {

@@ -18,6 +18,7 @@ struct TextSpec {
   Font font;
   double wrapWidth = kInfinity;  // infinity: no wrapping
   int maxLines = 0;              // 0: unlimited; otherwise cut with an ellipsis
+  TextAlignment alignment = TextAlignment::leading;
 };
 
 // The outcome of fitting a text into a proposal.

@@ -98,6 +98,12 @@ View View::minimumScaleFactor(double factor) const {
   return make(std::move(n));
 }
 
+View View::multilineTextAlignment(TextAlignment alignment) const {
+  EnvNode n{*this};
+  n.textAlignment = alignment;
+  return make(std::move(n));
+}
+
 View View::widgetAccentable(bool accentable) const {
   EnvNode n{*this};
   n.accentable = accentable;
@@ -242,28 +248,29 @@ Shape Shape::path(Path path) {
   });
 }
 
+Shape::Shape(ShapeOutline outline)
+    : View(std::make_shared<const ViewNode>(ViewNode{ShapeNode{outline, std::nullopt, false, {}}})),
+      outline_(std::move(outline)) {}
+
 Shape Shape::custom(std::string kind, PathFunction makePath) {
-  Shape s;
-  s.kind_ = std::move(kind);
-  s.makePath_ = std::move(makePath);
-  return s;
+  return Shape(ShapeOutline{std::move(kind), std::move(makePath)});
 }
 
 Shape Shape::trim(double from, double to) const {
-  Shape s = *this;
+  ShapeOutline o = outline_;
   // A trim of a trimmed shape trims the remaining part again, as on the phone.
-  const double span = trimTo_ - trimFrom_;
-  s.trimFrom_ = trimFrom_ + span * std::clamp(from, 0.0, 1.0);
-  s.trimTo_ = trimFrom_ + span * std::clamp(to, 0.0, 1.0);
-  return s;
+  const double span = o.trimTo - o.trimFrom;
+  o.trimFrom = outline_.trimFrom + span * std::clamp(from, 0.0, 1.0);
+  o.trimTo = outline_.trimFrom + span * std::clamp(to, 0.0, 1.0);
+  return Shape(std::move(o));
 }
 
 View Shape::fill(const Paint& paint) const {
-  return make(ShapeNode{*this, paint, false, {}});
+  return make(ShapeNode{outline_, paint, false, {}});
 }
 
 View Shape::stroke(const Paint& paint, const StrokeStyle& style) const {
-  return make(ShapeNode{*this, paint, true, style});
+  return make(ShapeNode{outline_, paint, true, style});
 }
 
 View Shape::stroke(const Paint& paint, double lineWidth) const {
@@ -272,14 +279,10 @@ View Shape::stroke(const Paint& paint, double lineWidth) const {
   return stroke(paint, style);
 }
 
-Shape::operator View() const {
-  return make(ShapeNode{*this, std::nullopt, false, {}});
-}
-
-Path Shape::pathIn(const Rect& rect) const {
-  Path p = makePath_ ? makePath_(rect) : Path{};
-  if (trimFrom_ == 0 && trimTo_ == 1) return p;
-  return p.trimmed(trimFrom_, trimTo_);
+Path ShapeOutline::pathIn(const Rect& rect) const {
+  Path p = makePath ? makePath(rect) : Path{};
+  if (trimFrom == 0 && trimTo == 1) return p;
+  return p.trimmed(trimFrom, trimTo);
 }
 
 View Text(std::string text) {

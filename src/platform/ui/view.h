@@ -69,6 +69,7 @@ class View {
   View fontWeight(FontWeight weight) const;
   View lineLimit(std::optional<int> lines) const;
   View minimumScaleFactor(double factor) const;
+  View multilineTextAlignment(TextAlignment alignment) const;
   // Marks the content to take the accent colour in the accented rendering mode.
   View widgetAccentable(bool accentable = true) const;
 
@@ -103,11 +104,23 @@ class View {
   std::shared_ptr<const ViewNode> node_;
 };
 
-// A shape: an outline that fits itself into the frame it is given. Trim and fill or stroke turn it
-// into a view; used directly as a view it is filled with the foreground colour.
-class Shape {
+// The outline of a shape: a path made to fit a frame, and the trimmed part of it.
+struct ShapeOutline {
+  std::string kind;
+  std::function<Path(const Rect&)> makePath;
+  double trimFrom = 0;
+  double trimTo = 1;
+
+  // The outline in `rect`, trimmed.
+  Path pathIn(const Rect& rect) const;
+};
+
+// A shape: an outline that fits itself into the frame it is given. As a view it is filled with
+// the foreground colour; trim keeps it a shape, fill and stroke (and any modifier) make a view.
+class Shape : public View {
  public:
   using PathFunction = std::function<Path(const Rect&)>;
+  explicit Shape(ShapeOutline outline);
 
   static Shape circle();  // inscribed, centred, starting at three o'clock
   static Shape ellipse();
@@ -124,19 +137,12 @@ class Shape {
   View fill(const Paint& paint) const;
   View stroke(const Paint& paint, const StrokeStyle& style) const;
   View stroke(const Paint& paint, double lineWidth = 1) const;
-  operator View() const;  // NOLINT(google-explicit-constructor): a shape is usable as a view
 
-  // The outline in `rect`, trimmed.
-  Path pathIn(const Rect& rect) const;
-  const std::string& kind() const { return kind_; }
-  double trimFrom() const { return trimFrom_; }
-  double trimTo() const { return trimTo_; }
+  Path pathIn(const Rect& rect) const { return outline_.pathIn(rect); }
+  const ShapeOutline& outline() const { return outline_; }
 
  private:
-  std::string kind_;
-  PathFunction makePath_;
-  double trimFrom_ = 0;
-  double trimTo_ = 1;
+  ShapeOutline outline_;
 };
 
 // Builders named like the phone's views.

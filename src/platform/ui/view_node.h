@@ -19,7 +19,7 @@ struct TextNode {
   std::string text;
 };
 struct ShapeNode {
-  Shape shape;
+  ShapeOutline shape;
   std::optional<Paint> paint;  // unset: the foreground colour
   bool stroked = false;
   StrokeStyle style;
@@ -77,6 +77,7 @@ struct EnvNode {
   std::optional<std::optional<int>> lineLimit;
   std::optional<double> minimumScaleFactor;
   std::optional<bool> accentable;
+  std::optional<TextAlignment> textAlignment;
 };
 enum class EffectKind { opacity, transform, shadow };
 struct EffectNode {
