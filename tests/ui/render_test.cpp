@@ -1,3 +1,4 @@
+#include <cairo.h>
 #include <gtest/gtest.h>
 #include <spng.h>
 
@@ -31,6 +32,27 @@ RasterImage draw(const View& view, Size size, double scale = 1,
   o.renderingMode = mode;
   o.assets = &fixtures();
   return renderImage(layout(view, size, LayoutOptions{&fixtures()}), o);
+}
+
+// Draws through a recording surface, as vector output does (angular gradients become mesh
+// patterns there), then replays it into pixels.
+RasterImage drawAsVector(const View& view, Size size) {
+  RenderOptions o;
+  o.scale = 1;
+  o.assets = &fixtures();
+  const DisplayList list = layout(view, size, LayoutOptions{&fixtures()});
+  cairo_surface_t* recording = cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, nullptr);
+  cairo_t* cr = cairo_create(recording);
+  drawDisplayList(cr, list, o);
+  cairo_destroy(cr);
+  cairo_surface_t* image = cairo_image_surface_create(
+      CAIRO_FORMAT_ARGB32, static_cast<int>(size.width), static_cast<int>(size.height));
+  cr = cairo_create(image);
+  cairo_set_source_surface(cr, recording, 0, 0);
+  cairo_paint(cr);
+  cairo_destroy(cr);
+  cairo_surface_destroy(recording);
+  return RasterImage(image);
 }
 
 using Pixel = std::array<uint8_t, 4>;
@@ -109,14 +131,18 @@ TEST(RenderTest, ConicGradientColoursAtKnownAngles) {
       {"three stops", {Gradient({{red, 0}, {Color::sRGB(0, 1, 0), 0.5}, {blue, 1}})}, 90, 0.5},
   };
   for (const auto& c : cases) {
-    const RasterImage img = draw(Circle().fill(c.gradient), {100, 100});
-    auto [x, y] = at(c.angle, 30);
-    const Pixel p = img.pixel(x, y);
-    EXPECT_NEAR(p[0], 255 * c.redShare, 10) << c.name;
-    if (std::string(c.name) != "three stops") {
-      EXPECT_NEAR(p[2], 255 * (1 - c.redShare), 10) << c.name;
-    } else {
-      EXPECT_NEAR(p[1], 255 * 0.5, 10) << c.name;  // a quarter: halfway from red to green
+    // Pixels get a per-pixel gradient; vector output a mesh: both must agree with the angles.
+    for (bool vector : {false, true}) {
+      const View view = Circle().fill(c.gradient);
+      const RasterImage img = vector ? drawAsVector(view, {100, 100}) : draw(view, {100, 100});
+      auto [x, y] = at(c.angle, 30);
+      const Pixel p = img.pixel(x, y);
+      EXPECT_NEAR(p[0], 255 * c.redShare, 10) << c.name << (vector ? " (mesh)" : "");
+      if (std::string(c.name) != "three stops") {
+        EXPECT_NEAR(p[2], 255 * (1 - c.redShare), 10) << c.name << (vector ? " (mesh)" : "");
+      } else {
+        EXPECT_NEAR(p[1], 255 * 0.5, 10) << c.name;  // a quarter: halfway from red to green
+      }
     }
   }
 }

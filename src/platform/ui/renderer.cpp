@@ -54,6 +54,7 @@ class ColorTreatment {
   }
 
   void setOverride(RGBA c) { override_ = c; }
+  bool overridden() const { return override_.has_value(); }
   bool monochrome() const {
     return override_ || options_.renderingMode != RenderingMode::fullColor;
   }
@@ -206,6 +207,170 @@ void setSourcePaint(cairo_t* cr, const Paint& paint, const Rect& frame, const Co
   cairo_pattern_destroy(p);
 }
 
+// True when drawing lands in pixels (PNG output and its groups), where an angular gradient is
+// cheaper computed per pixel than built from mesh patches.
+bool rasterTarget(cairo_t* cr) {
+  return cairo_surface_get_type(cairo_get_group_target(cr)) == CAIRO_SURFACE_TYPE_IMAGE;
+}
+
+// Colours of an angular gradient sampled round the full turn from its start angle, premultiplied.
+std::vector<std::array<float, 4>> conicTable(const AngularGradient& g, const ColorTreatment& t,
+                                             int entries, double* startAngle) {
+  double start = g.startAngle.radians, end = g.endAngle.radians;
+  std::vector<std::pair<double, RGBA>> stops;
+  for (const auto& st : g.gradient.stops) {
+    stops.emplace_back(std::clamp(st.location, 0.0, 1.0), t(st.color));
+  }
+  if (end < start) {
+    // A sweep the other way round is the same sweep forwards with the stops reversed.
+    std::swap(start, end);
+    for (auto& st : stops)
+      st.first = 1 - st.first;
+  }
+  std::stable_sort(stops.begin(), stops.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  if (stops.empty()) stops.emplace_back(0, RGBA{0, 0, 0, 0});
+  const double sweep = std::min(end - start, 2 * kPi);
+  auto premultiplied = [](const RGBA& c) {
+    return std::array<float, 4>{
+        static_cast<float>(c.red * c.alpha * 255), static_cast<float>(c.green * c.alpha * 255),
+        static_cast<float>(c.blue * c.alpha * 255), static_cast<float>(c.alpha * 255)};
+  };
+  auto colourAt = [&](double loc) {
+    if (loc <= stops.front().first) return premultiplied(stops.front().second);
+    for (size_t i = 1; i < stops.size(); ++i) {
+      if (loc <= stops[i].first) {
+        const double span = stops[i].first - stops[i - 1].first;
+        const double f = span > 0 ? (loc - stops[i - 1].first) / span : 1;
+        const auto a = premultiplied(stops[i - 1].second), b = premultiplied(stops[i].second);
+        std::array<float, 4> out;
+        for (size_t k = 0; k < 4; ++k)
+          out[k] = static_cast<float>(a[k] + (b[k] - a[k]) * f);
+        return out;
+      }
+    }
+    return premultiplied(stops.back().second);
+  };
+  std::vector<std::array<float, 4>> table(static_cast<size_t>(entries));
+  for (int i = 0; i < entries; ++i) {
+    const double theta = (i + 0.5) / entries * 2 * kPi;
+    double loc;
+    if (sweep <= 0) {
+      loc = theta < kPi ? 1 : 0;
+    } else if (theta <= sweep) {
+      loc = theta / sweep;
+    } else {
+      // Outside the sweep the end colours continue, meeting half-way.
+      loc = theta - sweep < (2 * kPi - sweep) / 2 ? 1 : 0;
+    }
+    table[static_cast<size_t>(i)] = colourAt(loc);
+  }
+  *startAngle = start;
+  return table;
+}
+
+// Draws the current path (filled or stroked with the context's stroke settings) in an angular
+// gradient computed per pixel: the shape's coverage is drawn into a mask, and only covered
+// pixels get a colour, looked up by their angle about the centre.
+void drawConicRaster(cairo_t* cr, const AngularGradient& g, const Rect& frame,
+                     const ColorTreatment& t, bool stroking) {
+  double x0, y0, x1, y1;
+  if (stroking) {
+    cairo_stroke_extents(cr, &x0, &y0, &x1, &y1);
+  } else {
+    cairo_fill_extents(cr, &x0, &y0, &x1, &y1);
+  }
+  double minX = kInfinity, minY = kInfinity, maxX = -kInfinity, maxY = -kInfinity;
+  for (Point p : {Point{x0, y0}, Point{x1, y0}, Point{x0, y1}, Point{x1, y1}}) {
+    cairo_user_to_device(cr, &p.x, &p.y);
+    minX = std::min(minX, p.x);
+    minY = std::min(minY, p.y);
+    maxX = std::max(maxX, p.x);
+    maxY = std::max(maxY, p.y);
+  }
+  cairo_matrix_t ctm;
+  cairo_get_matrix(cr, &ctm);
+  double cx0, cy0, cx1, cy1;
+  cairo_save(cr);
+  cairo_identity_matrix(cr);
+  cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
+  cairo_restore(cr);
+  const int bx = static_cast<int>(std::floor(std::max(minX, cx0)));
+  const int by = static_cast<int>(std::floor(std::max(minY, cy0)));
+  const int bw = static_cast<int>(std::ceil(std::min(maxX, cx1))) - bx;
+  const int bh = static_cast<int>(std::ceil(std::min(maxY, cy1))) - by;
+  if (bw <= 0 || bh <= 0) return;
+
+  cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, bw, bh);
+  cairo_t* m = cairo_create(mask);
+  cairo_translate(m, -bx, -by);
+  cairo_transform(m, &ctm);
+  cairo_path_t* path = cairo_copy_path(cr);
+  cairo_append_path(m, path);
+  cairo_path_destroy(path);
+  if (stroking) {
+    cairo_set_line_width(m, cairo_get_line_width(cr));
+    cairo_set_line_cap(m, cairo_get_line_cap(cr));
+    cairo_set_line_join(m, cairo_get_line_join(cr));
+    cairo_set_miter_limit(m, cairo_get_miter_limit(cr));
+    const int dashes = cairo_get_dash_count(cr);
+    std::vector<double> dash(static_cast<size_t>(dashes));
+    double offset = 0;
+    cairo_get_dash(cr, dash.data(), &offset);
+    cairo_set_dash(m, dash.data(), dashes, offset);
+    cairo_stroke(m);
+  } else {
+    cairo_fill(m);
+  }
+  cairo_destroy(m);
+  cairo_surface_flush(mask);
+
+  constexpr int kEntries = 2048;
+  double start = 0;
+  const auto table = conicTable(g, t, kEntries, &start);
+  cairo_matrix_t inverse = ctm;
+  if (cairo_matrix_invert(&inverse) != CAIRO_STATUS_SUCCESS) {
+    cairo_surface_destroy(mask);
+    return;
+  }
+  const Point c = g.center.in(frame);
+  cairo_surface_t* colour = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, bw, bh);
+  const unsigned char* maskData = cairo_image_surface_get_data(mask);
+  const int maskStride = cairo_image_surface_get_stride(mask);
+  unsigned char* colourData = cairo_image_surface_get_data(colour);
+  const int colourStride = cairo_image_surface_get_stride(colour);
+  const double toIndex = kEntries / (2 * kPi);
+  for (int y = 0; y < bh; ++y) {
+    const unsigned char* coverage = maskData + static_cast<ptrdiff_t>(y) * maskStride;
+    auto* out = reinterpret_cast<uint32_t*>(colourData + static_cast<ptrdiff_t>(y) * colourStride);
+    const double dy = by + y + 0.5;
+    for (int x = 0; x < bw; ++x) {
+      const unsigned a = coverage[x];
+      if (a == 0) continue;
+      const double dx = bx + x + 0.5;
+      const double ux = inverse.xx * dx + inverse.xy * dy + inverse.x0 - c.x;
+      const double uy = inverse.yx * dx + inverse.yy * dy + inverse.y0 - c.y;
+      double rel = std::atan2(uy, ux) - start;
+      rel -= std::floor(rel / (2 * kPi)) * 2 * kPi;
+      const int index = std::min(kEntries - 1, static_cast<int>(rel * toIndex));
+      const auto& px = table[static_cast<size_t>(index)];
+      const float f = static_cast<float>(a) / 255.0f;
+      auto channel = [f](float v) { return static_cast<uint32_t>(v * f + 0.5f); };
+      out[x] =
+          (channel(px[3]) << 24) | (channel(px[0]) << 16) | (channel(px[1]) << 8) | channel(px[2]);
+    }
+  }
+  cairo_surface_mark_dirty(colour);
+  cairo_surface_destroy(mask);
+  cairo_save(cr);
+  cairo_identity_matrix(cr);
+  cairo_set_source_surface(cr, colour, bx, by);
+  cairo_paint(cr);
+  cairo_restore(cr);
+  cairo_surface_destroy(colour);
+  cairo_new_path(cr);
+}
+
 void applyStroke(cairo_t* cr, const StrokeStyle& s) {
   cairo_set_line_width(cr, s.lineWidth);
   static const cairo_line_cap_t caps[] = {CAIRO_LINE_CAP_BUTT, CAIRO_LINE_CAP_ROUND,
@@ -332,13 +497,16 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
           if (c.path.isEmpty()) return;
           cairo_new_path(cr);
           appendPath(cr, c.path);
-          if (c.fill) {
-            setSourcePaint(cr, *c.fill, item.frame, t, false);
-            cairo_fill(cr);
-          } else if (c.stroke) {
-            applyStroke(cr, c.strokeStyle);
-            setSourcePaint(cr, *c.stroke, item.frame, t, true);
-            cairo_stroke(cr);
+          const Paint* paint = c.fill ? &*c.fill : c.stroke ? &*c.stroke : nullptr;
+          if (!paint) return;
+          const bool stroking = !c.fill;
+          if (stroking) applyStroke(cr, c.strokeStyle);
+          const auto* angular = std::get_if<AngularGradient>(paint);
+          if (angular && !t.overridden() && rasterTarget(cr)) {
+            drawConicRaster(cr, *angular, item.frame, t, stroking);
+          } else {
+            setSourcePaint(cr, *paint, item.frame, t, stroking);
+            stroking ? cairo_stroke(cr) : cairo_fill(cr);
           }
           cairo_new_path(cr);
         } else if constexpr (std::is_same_v<T, DisplayImage>) {

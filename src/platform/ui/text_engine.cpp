@@ -5,10 +5,12 @@
 #include <pango/pangocairo.h>
 #include <pango/pangofc-fontmap.h>
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <mutex>
 #include <unordered_map>
+#include <vector>
 
 namespace km {
 namespace {
@@ -69,7 +71,13 @@ struct TextEngine::Impl {
   PangoLayout* measureLayout = nullptr;
   cairo_font_options_t* options = nullptr;
   bool fontsFound = false;
-  std::unordered_map<std::string, Size> cache;
+  // Measurements by spec. Widgets repeat the same few texts at the same sizes (and stacks ask
+  // each child several times), so this saves most of the Pango work of a layout.
+  struct Measured {
+    Size size;
+    int lines = 0;
+  };
+  std::unordered_map<std::string, Measured> cache;
 
   void configure(PangoLayout* layout, const TextSpec& spec) {
     PangoFontDescription* desc = pango_font_description_from_string(kFamilies);
@@ -105,7 +113,7 @@ struct TextEngine::Impl {
     return ctx;
   }
 
-  Size measureLocked(const TextSpec& spec) {
+  Measured measureLocked(const TextSpec& spec) {
     std::string key;
     key.reserve(spec.text.size() + 48);
     key.append(spec.text);
@@ -114,22 +122,19 @@ struct TextEngine::Impl {
     key.append(std::to_string(static_cast<int>(spec.font.weight))).push_back('/');
     key.append(std::isfinite(spec.wrapWidth) ? std::to_string(toPango(spec.wrapWidth)) : "inf");
     key.push_back('/');
-    key.append(std::to_string(spec.maxLines));
+    key.append(std::to_string(spec.maxLines)).push_back('/');
+    key.append(std::to_string(static_cast<int>(spec.alignment)));
     if (auto it = cache.find(key); it != cache.end()) return it->second;
     configure(measureLayout, spec);
     PangoRectangle logical;
     pango_layout_get_extents(measureLayout, nullptr, &logical);
-    Size size{static_cast<double>(logical.width) / PANGO_SCALE,
-              static_cast<double>(logical.height) / PANGO_SCALE};
-    if (spec.text.empty()) size.width = 0;
+    Measured m{{static_cast<double>(logical.width) / PANGO_SCALE,
+                static_cast<double>(logical.height) / PANGO_SCALE},
+               pango_layout_get_line_count(measureLayout)};
+    if (spec.text.empty()) m.size.width = 0;
     if (cache.size() > 8192) cache.clear();
-    cache.emplace(std::move(key), size);
-    return size;
-  }
-
-  int lineCountLocked(const TextSpec& spec) {
-    configure(measureLayout, spec);
-    return pango_layout_get_line_count(measureLayout);
+    cache.emplace(std::move(key), m);
+    return m;
   }
 };
 
@@ -139,14 +144,28 @@ TextEngine& TextEngine::shared() {
 }
 
 TextEngine::TextEngine() : impl_(new Impl) {
-  FcConfig* config = FcConfigCreate();
+  // A configuration of our own: the font folders (so that fontconfig reads its prebuilt caches
+  // instead of scanning the large CJK collections) with every font rejected except ours. Without
+  // system configuration files there are no aliases or substitutions to make output vary.
+  std::string xml = "<?xml version=\"1.0\"?><fontconfig>";
+  std::vector<std::string> dirs;
   int found = 0;
   for (const char* file : kFontFiles) {
-    if (std::filesystem::exists(file) &&
-        FcConfigAppFontAddFile(config, reinterpret_cast<const FcChar8*>(file))) {
-      ++found;
-    }
+    if (!std::filesystem::exists(file)) continue;
+    ++found;
+    const std::string dir = std::filesystem::path(file).parent_path().string();
+    if (std::find(dirs.begin(), dirs.end(), dir) == dirs.end()) dirs.push_back(dir);
   }
+  for (const auto& dir : dirs)
+    xml += "<dir>" + dir + "</dir>";
+  xml += "<cachedir>/var/cache/fontconfig</cachedir><cachedir prefix=\"xdg\">fontconfig</cachedir>";
+  xml += "<selectfont><rejectfont><glob>*</glob></rejectfont><acceptfont>";
+  for (const char* file : kFontFiles)
+    xml += std::string("<glob>") + file + "</glob>";
+  xml += "</acceptfont></selectfont></fontconfig>";
+  FcConfig* config = FcConfigCreate();
+  FcConfigParseAndLoadFromMemory(config, reinterpret_cast<const FcChar8*>(xml.c_str()), FcTrue);
+  FcConfigBuildFonts(config);
   impl_->fontsFound = found == static_cast<int>(std::size(kFontFiles));
   impl_->fontMap = pango_cairo_font_map_new_for_font_type(CAIRO_FONT_TYPE_FT);
   pango_fc_font_map_set_config(PANGO_FC_FONT_MAP(impl_->fontMap), config);
@@ -166,9 +185,14 @@ bool TextEngine::fontsAvailable() const {
   return impl_->fontsFound;
 }
 
+void TextEngine::clearCache() {
+  std::lock_guard lock(impl_->mutex);
+  impl_->cache.clear();
+}
+
 Size TextEngine::measure(const TextSpec& spec) {
   std::lock_guard lock(impl_->mutex);
-  return impl_->measureLocked(spec);
+  return impl_->measureLocked(spec).size;
 }
 
 TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lineLimit,
@@ -179,7 +203,7 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
   int maxLines = lineLimit.value_or(0);
   if (wraps && proposal.height && std::isfinite(*proposal.height)) {
     // No more lines than the proposed height holds (at least one).
-    const Size oneLine = impl_->measureLocked({"X", font, kInfinity, 0});
+    const Size oneLine = impl_->measureLocked({"X", font, kInfinity, 0}).size;
     const int byHeight =
         std::max(1, static_cast<int>(std::floor(*proposal.height / oneLine.height + 1e-9)));
     maxLines = maxLines > 0 ? std::min(maxLines, byHeight) : byHeight;
@@ -187,9 +211,9 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
   auto fitsAt = [&](Font f) {
     if (!wraps) return true;
     TextSpec free{text, f, width, 0};
-    const Size s = impl_->measureLocked(free);
-    if (s.width > width + 1e-6) return false;
-    return maxLines == 0 || impl_->lineCountLocked(free) <= maxLines;
+    const auto m = impl_->measureLocked(free);
+    if (m.size.width > width + 1e-6) return false;
+    return maxLines == 0 || m.lines <= maxLines;
   };
   Font chosen = font;
   const double minFactor = std::clamp(minimumScaleFactor, 0.01, 1.0);
@@ -213,7 +237,7 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
   result.font = chosen;
   result.maxLines = wraps ? maxLines : 0;
   result.wrapWidth = width;
-  Size size = impl_->measureLocked({text, chosen, width, result.maxLines});
+  Size size = impl_->measureLocked({text, chosen, width, result.maxLines}).size;
   size.width = std::min(size.width, width);
   result.size = size;
   return result;

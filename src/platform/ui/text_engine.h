@@ -53,6 +53,9 @@ class TextEngine {
   // Whether the font files were found (false means text draws in whatever fallback Pango has).
   bool fontsAvailable() const;
 
+  // Forgets remembered measurements (for measuring cold layouts in benchmarks).
+  void clearCache();
+
   TextEngine(const TextEngine&) = delete;
   TextEngine& operator=(const TextEngine&) = delete;
 
