@@ -23,7 +23,8 @@ struct RenderOptions {
   // The tint of the accented mode (accentable parts take it; the rest a pale tinted white).
   RGBA accentColor{0.42, 0.70, 1.0, 1};
   // Clips the widget to a rounded rectangle with continuous corners (home-screen widgets);
-  // 0 draws the full rectangle.
+  // 0 draws the full rectangle. In pixel output the corners of the widget's rectangle are
+  // cleared to transparent after drawing.
   double cornerRadius = 0;
   // Named colours and images; without one they draw as missing (see kMissingColor).
   const AssetCatalog* assets = nullptr;
@@ -58,8 +59,8 @@ void drawDisplayList(cairo_t* cr, const DisplayList& list, const RenderOptions& 
 // Draws into a new image of size × scale pixels (rounded up).
 RasterImage renderImage(const DisplayList& list, const RenderOptions& options);
 
-// PNG bytes of an image (8-bit RGBA, straight alpha). Level 1 compresses fast and still well
-// for flat widget art.
+// PNG bytes of an image (8-bit RGBA, straight alpha, rows unfiltered). Level 1 compresses fast
+// and still well for flat widget art.
 Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compressionLevel = 1);
 
 // Renders and writes a PNG, SVG or PDF file (chosen by the extension; vector formats are in
