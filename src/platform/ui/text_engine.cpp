@@ -201,6 +201,17 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
   const double width = proposal.width.value_or(kInfinity);
   const bool wraps = std::isfinite(width);
   int maxLines = lineLimit.value_or(0);
+  if (wraps && width <= 0) {
+    // Offered no width (a stack asking for its minimum), a text takes none and one line of
+    // height. Breaking it after every character instead would cost a long Pango layout and
+    // tell the stack nothing more.
+    TextFit none;
+    none.font = font;
+    none.size = {0, impl_->measureLocked({"X", font, kInfinity, 0}).size.height};
+    none.wrapWidth = 0;
+    none.maxLines = 1;
+    return none;
+  }
   if (wraps && proposal.height && std::isfinite(*proposal.height)) {
     // No more lines than the proposed height holds (at least one).
     const Size oneLine = impl_->measureLocked({"X", font, kInfinity, 0}).size;
@@ -208,10 +219,16 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
         std::max(1, static_cast<int>(std::floor(*proposal.height / oneLine.height + 1e-9)));
     maxLines = maxLines > 0 ? std::min(maxLines, byHeight) : byHeight;
   }
+  // A text whose unwrapped lines fit the width breaks the same way wrapped, so the one
+  // unwrapped measurement (shared by every proposal) answers most questions without Pango.
+  auto measureAt = [&](Font f, int lines) {
+    const auto natural = impl_->measureLocked({text, f, kInfinity, 0});
+    if (natural.size.width <= width && (lines == 0 || natural.lines <= lines)) return natural;
+    return impl_->measureLocked({text, f, width, lines});
+  };
   auto fitsAt = [&](Font f) {
     if (!wraps) return true;
-    TextSpec free{text, f, width, 0};
-    const auto m = impl_->measureLocked(free);
+    const auto m = measureAt(f, 0);
     if (m.size.width > width + 1e-6) return false;
     return maxLines == 0 || m.lines <= maxLines;
   };
@@ -237,7 +254,7 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
   result.font = chosen;
   result.maxLines = wraps ? maxLines : 0;
   result.wrapWidth = width;
-  Size size = impl_->measureLocked({text, chosen, width, result.maxLines}).size;
+  Size size = measureAt(chosen, result.maxLines).size;
   size.width = std::min(size.width, width);
   result.size = size;
   return result;

@@ -41,6 +41,7 @@ class TextEngine {
   // Lays `text` out the way the phone's Text does for `proposal`: no wrapping without a width,
   // wrapping at the proposed width otherwise, at most `lineLimit` lines (and no more than fit in
   // a proposed height), shrinking the font down to `minimumScaleFactor` before truncating.
+  // Offered zero width, a text is zero wide and one line tall.
   TextFit fit(std::string_view text, Font font, std::optional<int> lineLimit,
               double minimumScaleFactor, ProposedSize proposal);
 
