@@ -298,3 +298,35 @@ TEST(LayoutTest, ProgressViewDrawsTrackArcAndLabel) {
 
 }  // namespace
 }  // namespace km
+
+namespace km {
+namespace {
+
+// Bad numbers from a widget's arithmetic are ignored like the phone ignores them: the layout
+// stays finite and drawing goes on.
+TEST(LayoutTest, InvalidNumbersAreIgnored) {
+  const double nan = std::nan("");
+  const FrameCase cases[] = {
+      {"nan frame", box(20, 20).frame(nan, 40), {100, 100}, {{40, 40, 20, 20}}},
+      {"negative frame", box(20, 20).frame(-5, std::nullopt), {100, 100}, {{40, 40, 20, 20}}},
+      {"infinite fixed frame",
+       box(20, 20).frame(kInfinity, kInfinity),
+       {100, 100},
+       {{40, 40, 20, 20}}},
+      {"nan padding", box(20, 20).padding(nan), {100, 100}, {{40, 40, 20, 20}}},
+      {"nan spacing is the default",
+       VStack(HorizontalAlignment::center, nan, {box(10, 10), box(10, 10)}),
+       {100, 100},
+       {{45, 36, 10, 10}, {45, 54, 10, 10}}},
+      {"nan offset", box(20, 20).offset(nan, 3), {100, 100}, {{40, 40, 20, 20}}},
+  };
+  for (const auto& c : cases)
+    expectFrames(c);
+  const DisplayList list = layout(box(20, 20).opacity(nan).offset(nan, 3), {100, 100});
+  EXPECT_DOUBLE_EQ(list.items[0].opacity, 1);
+  EXPECT_DOUBLE_EQ(list.items[0].transform.x0, 0);
+  EXPECT_DOUBLE_EQ(list.items[0].transform.y0, 3);
+}
+
+}  // namespace
+}  // namespace km

@@ -283,6 +283,34 @@ TEST(RenderTest, ShadowDarkensBelowTheShape) {
   EXPECT_EQ(far[0], 255);
 }
 
+TEST(RenderTest, ZeroScaleSkipsOnlyThatItem) {
+  const View view = ZStack({Rectangle().fill(Color::sRGB(1, 0, 0)),
+                            Rectangle().fill(Color::sRGB(0, 0, 1)).scaleEffect(0)});
+  const RasterImage img = draw(view, {10, 10});
+  EXPECT_EQ(img.pixel(5, 5), (Pixel{255, 0, 0, 255}));
+}
+
+TEST(RenderTest, LinearGradientAndRoundedShapes) {
+  const View bar =
+      Capsule()
+          .fill(LinearGradient{Gradient::evenlySpaced({Color::sRGB(1, 0, 0), Color::sRGB(0, 0, 1)}),
+                               UnitPoint::leading(), UnitPoint::trailing()})
+          .frame(100, 20);
+  const RasterImage img = draw(bar, {100, 20});
+  EXPECT_EQ(img.pixel(0, 0)[3], 0);  // outside the rounded end
+  const Pixel mid = img.pixel(50, 10);
+  EXPECT_NEAR(mid[0], 128, 6);
+  EXPECT_NEAR(mid[2], 128, 6);
+  const Pixel nearEnd = img.pixel(90, 10);
+  EXPECT_GT(nearEnd[2], 220);
+  // Continuous corners cut deeper into the corner than circular ones of the same radius.
+  const RasterImage circular = draw(RoundedRectangle(20).fill(Color::black()), {100, 100});
+  const RasterImage continuous =
+      draw(RoundedRectangle(20, RoundedCornerStyle::continuous).fill(Color::black()), {100, 100});
+  EXPECT_GT(circular.pixel(5, 5)[3], continuous.pixel(5, 5)[3]);
+  EXPECT_EQ(continuous.pixel(50, 50)[3], 255);
+}
+
 TEST(RenderTest, PngRoundTripsAtScale) {
   const RasterImage img = draw(gallery::ringWidget(0.72), {158, 158}, 3);
   EXPECT_EQ(img.width(), 474);

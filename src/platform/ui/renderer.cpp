@@ -657,6 +657,10 @@ void drawDisplayList(cairo_t* cr, const DisplayList& list, const RenderOptions& 
   }
   for (const DisplayItem& item : list.items) {
     if (std::holds_alternative<DisplayLink>(item.content) || item.opacity <= 0) continue;
+    const AffineTransform& tr = item.transform;
+    const double det = tr.xx * tr.yy - tr.xy * tr.yx;
+    // A view scaled to nothing draws nothing (and a singular matrix would stop the context).
+    if (!std::isfinite(det) || std::abs(det) < 1e-12) continue;
     cairo_save(cr);
     if (!item.transform.isIdentity()) {
       cairo_matrix_t m;

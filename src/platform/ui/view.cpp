@@ -9,6 +9,19 @@
 namespace km {
 namespace {
 
+// Invalid lengths (negative or not finite; infinity where only a maximum may be infinite) are
+// ignored, as the phone ignores them after logging: a bad number from a widget's arithmetic
+// must not poison the whole layout.
+std::optional<double> validLength(std::optional<double> v, bool infinityAllowed = false) {
+  if (!v || std::isnan(*v) || *v < 0) return std::nullopt;
+  if (std::isinf(*v) && !infinityAllowed) return std::nullopt;
+  return v;
+}
+
+double finiteOr(double v, double fallback) {
+  return std::isfinite(v) ? v : fallback;
+}
+
 template <typename T>
 View make(T node) {
   return View(std::make_shared<const ViewNode>(ViewNode{std::move(node)}));
@@ -36,20 +49,30 @@ View View::padding(Edge edges, double length) const {
 }
 
 View View::padding(EdgeInsets insets) const {
+  for (double* v : {&insets.top, &insets.leading, &insets.bottom, &insets.trailing}) {
+    *v = finiteOr(*v, 0);
+  }
   return make(PaddingNode{*this, insets});
 }
 
 View View::frame(std::optional<double> width, std::optional<double> height,
                  Alignment alignment) const {
   FrameBounds b;
-  b.minWidth = width;
-  b.minHeight = height;
+  b.minWidth = validLength(width);
+  b.minHeight = validLength(height);
   b.alignment = alignment;
   return make(FrameNode{*this, b, true});
 }
 
 View View::frame(const FrameBounds& bounds) const {
-  return make(FrameNode{*this, bounds, false});
+  FrameBounds b = bounds;
+  b.minWidth = validLength(b.minWidth);
+  b.idealWidth = validLength(b.idealWidth);
+  b.maxWidth = validLength(b.maxWidth, true);
+  b.minHeight = validLength(b.minHeight);
+  b.idealHeight = validLength(b.idealHeight);
+  b.maxHeight = validLength(b.maxHeight, true);
+  return make(FrameNode{*this, b, false});
 }
 
 View View::overlay(View content, Alignment alignment) const {
@@ -112,13 +135,13 @@ View View::widgetAccentable(bool accentable) const {
 
 View View::opacity(double value) const {
   EffectNode n{*this, EffectKind::opacity};
-  n.opacity = value;
+  n.opacity = finiteOr(value, 1);
   return make(std::move(n));
 }
 
 View View::rotationEffect(Angle angle, UnitPoint anchor) const {
   EffectNode n{*this, EffectKind::transform};
-  n.rotation = angle.radians;
+  n.rotation = finiteOr(angle.radians, 0);
   n.anchor = anchor;
   return make(std::move(n));
 }
@@ -129,8 +152,8 @@ View View::scaleEffect(double scale, UnitPoint anchor) const {
 
 View View::scaleEffect(double x, double y, UnitPoint anchor) const {
   EffectNode n{*this, EffectKind::transform};
-  n.scaleX = x;
-  n.scaleY = y;
+  n.scaleX = finiteOr(x, 1);
+  n.scaleY = finiteOr(y, 1);
   n.anchor = anchor;
   return make(std::move(n));
 }
@@ -152,17 +175,17 @@ View View::rotation3DEffect(Angle angle, double axisX, double axisY, double axis
 
 View View::offset(double x, double y) const {
   EffectNode n{*this, EffectKind::transform};
-  n.offsetX = x;
-  n.offsetY = y;
+  n.offsetX = finiteOr(x, 0);
+  n.offsetY = finiteOr(y, 0);
   return make(std::move(n));
 }
 
 View View::shadow(Color color, double radius, double x, double y) const {
   EffectNode n{*this, EffectKind::shadow};
   n.shadowColor = std::move(color);
-  n.shadowRadius = radius;
-  n.offsetX = x;
-  n.offsetY = y;
+  n.shadowRadius = validLength(radius).value_or(0);
+  n.offsetX = finiteOr(x, 0);
+  n.offsetY = finiteOr(y, 0);
   return make(std::move(n));
 }
 
@@ -295,13 +318,13 @@ View EmptyView() {
   return View();
 }
 View Spacer(std::optional<double> minLength) {
-  return make(SpacerNode{minLength});
+  return make(SpacerNode{validLength(minLength)});
 }
 
 View HStack(VerticalAlignment alignment, std::optional<double> spacing,
             std::vector<View> children) {
   return make(StackNode{StackAxis::horizontal, Alignment{HorizontalAlignment::center, alignment},
-                        spacing, std::move(children)});
+                        validLength(spacing), std::move(children)});
 }
 View HStack(std::vector<View> children) {
   return HStack(VerticalAlignment::center, std::nullopt, std::move(children));
@@ -309,7 +332,7 @@ View HStack(std::vector<View> children) {
 View VStack(HorizontalAlignment alignment, std::optional<double> spacing,
             std::vector<View> children) {
   return make(StackNode{StackAxis::vertical, Alignment{alignment, VerticalAlignment::center},
-                        spacing, std::move(children)});
+                        validLength(spacing), std::move(children)});
 }
 View VStack(std::vector<View> children) {
   return VStack(HorizontalAlignment::center, std::nullopt, std::move(children));
