@@ -158,9 +158,43 @@ cairo_pattern_t* conicPattern(Point center, double radius, double start, double 
   return mesh;
 }
 
+// Gradients with non-finite numbers (from a widget's arithmetic) would put the Cairo context
+// into an error state or loop without end; such numbers fall back to the defaults.
+double finiteOr(double v, double fallback) {
+  return std::isfinite(v) ? v : fallback;
+}
+
+Gradient sanitized(Gradient g) {
+  for (auto& stop : g.stops)
+    stop.location = finiteOr(stop.location, 0);
+  return g;
+}
+
+UnitPoint sanitized(UnitPoint p, UnitPoint fallback) {
+  return std::isfinite(p.x) && std::isfinite(p.y) ? p : fallback;
+}
+
+Paint sanitized(const Paint& paint) {
+  if (const auto* l = std::get_if<LinearGradient>(&paint)) {
+    return LinearGradient{sanitized(l->gradient), sanitized(l->startPoint, UnitPoint::top()),
+                          sanitized(l->endPoint, UnitPoint::bottom())};
+  }
+  if (const auto* a = std::get_if<AngularGradient>(&paint)) {
+    AngularGradient out{sanitized(a->gradient), sanitized(a->center, UnitPoint::center()),
+                        a->startAngle, a->endAngle};
+    if (!std::isfinite(out.startAngle.radians) || !std::isfinite(out.endAngle.radians)) {
+      out.startAngle = Angle{0};
+      out.endAngle = Angle{2 * kPi};
+    }
+    return out;
+  }
+  return paint;
+}
+
 // Sets the paint as the source for the current path (used for its extents).
-void setSourcePaint(cairo_t* cr, const Paint& paint, const Rect& frame, const ColorTreatment& t,
+void setSourcePaint(cairo_t* cr, const Paint& unchecked, const Rect& frame, const ColorTreatment& t,
                     bool stroking) {
+  const Paint paint = sanitized(unchecked);
   if (const auto* c = std::get_if<Color>(&paint)) {
     setSourceRGBA(cr, t(*c));
     return;
@@ -309,10 +343,19 @@ void drawConicRaster(cairo_t* cr, const AngularGradient& g, const Rect& frame,
   cairo_identity_matrix(cr);
   cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
   cairo_restore(cr);
-  const int bx = static_cast<int>(std::floor(std::max(minX, cx0)));
-  const int by = static_cast<int>(std::floor(std::max(minY, cy0)));
-  const int bw = static_cast<int>(std::ceil(std::min(maxX, cx1))) - bx;
-  const int bh = static_cast<int>(std::ceil(std::min(maxY, cy1))) - by;
+  // The clip bounds the area (and keeps huge or non-finite extents out of the arithmetic).
+  if (!(minX >= cx0)) minX = cx0;
+  if (!(minY >= cy0)) minY = cy0;
+  if (!(maxX <= cx1)) maxX = cx1;
+  if (!(maxY <= cy1)) maxY = cy1;
+  if (!(maxX > minX && maxY > minY) || !std::isfinite(cx1 - cx0) || !std::isfinite(cy1 - cy0)) {
+    cairo_new_path(cr);
+    return;
+  }
+  const int bx = static_cast<int>(std::floor(minX));
+  const int by = static_cast<int>(std::floor(minY));
+  const int bw = static_cast<int>(std::ceil(maxX)) - bx;
+  const int bh = static_cast<int>(std::ceil(maxY)) - by;
   if (bw <= 0 || bh <= 0) return;
 
   cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, bw, bh);
@@ -366,6 +409,7 @@ void drawConicRaster(cairo_t* cr, const AngularGradient& g, const Rect& frame,
       const double uy = inverse.yx * dx + inverse.yy * dy + inverse.y0 - c.y;
       double rel = fastAtan2(uy, ux) - start;
       rel -= std::floor(rel / (2 * kPi)) * 2 * kPi;
+      if (!(rel >= 0)) rel = 0;  // a centre at infinity
       const int index = std::min(kEntries - 1, static_cast<int>(rel * toIndex));
       const auto& px = table[static_cast<size_t>(index)];
       const float f = static_cast<float>(a) / 255.0f;
@@ -517,7 +561,8 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
           if (stroking) applyStroke(cr, c.strokeStyle);
           const auto* angular = std::get_if<AngularGradient>(paint);
           if (angular && !t.overridden() && rasterTarget(cr)) {
-            drawConicRaster(cr, *angular, item.frame, t, stroking);
+            drawConicRaster(cr, std::get<AngularGradient>(sanitized(*angular)), item.frame, t,
+                            stroking);
           } else {
             setSourcePaint(cr, *paint, item.frame, t, stroking);
             stroking ? cairo_stroke(cr) : cairo_fill(cr);
@@ -575,22 +620,29 @@ void drawShadow(cairo_t* cr, const DisplayItem& item, const RenderOptions& o) {
   cairo_get_matrix(cr, &ctm);
   const double deviceScale = std::sqrt(std::abs(ctm.xx * ctm.yy - ctm.xy * ctm.yx));
   const double extra = deviceScale < 2 ? 3 / std::max(deviceScale, 1e-6) : 1;
-  const double sigma = sh.radius / 2 * deviceScale * extra;
+  // Blurs wider than a widget are pointless; the cap also keeps the arithmetic in range.
+  const double sigma = std::min(sh.radius / 2 * deviceScale * extra, 200.0);
   const int margin = static_cast<int>(std::ceil(sigma * 3)) + 2;
-  double x0 = item.frame.x, y0 = item.frame.y, x1 = item.frame.maxX(), y1 = item.frame.maxY();
+  double pad = 0;
   if (const auto* shape = std::get_if<DisplayShape>(&item.content); shape && shape->stroke) {
-    const double pad = shape->strokeStyle.lineWidth;
-    x0 -= pad;
-    y0 -= pad;
-    x1 += pad;
-    y1 += pad;
+    pad = shape->strokeStyle.lineWidth;
   }
-  cairo_user_to_device(cr, &x0, &y0);
-  cairo_user_to_device(cr, &x1, &y1);
-  double dx0 = std::min(x0, x1) * extra - margin, dy0 = std::min(y0, y1) * extra - margin;
-  const int w = static_cast<int>(std::ceil(std::abs(x1 - x0) * extra)) + 2 * margin;
-  const int h = static_cast<int>(std::ceil(std::abs(y1 - y0) * extra)) + 2 * margin;
-  if (w <= 0 || h <= 0 || w > 8192 || h > 8192) return;
+  const Rect& f = item.frame;
+  double minX = kInfinity, minY = kInfinity, maxX = -kInfinity, maxY = -kInfinity;
+  for (Point p : {Point{f.x - pad, f.y - pad}, Point{f.maxX() + pad, f.y - pad},
+                  Point{f.x - pad, f.maxY() + pad}, Point{f.maxX() + pad, f.maxY() + pad}}) {
+    cairo_user_to_device(cr, &p.x, &p.y);
+    minX = std::min(minX, p.x);
+    minY = std::min(minY, p.y);
+    maxX = std::max(maxX, p.x);
+    maxY = std::max(maxY, p.y);
+  }
+  const double width = (maxX - minX) * extra + 2 * margin;
+  const double height = (maxY - minY) * extra + 2 * margin;
+  if (!(width > 0 && height > 0 && width <= 8192 && height <= 8192)) return;
+  if (!std::isfinite(minX * extra) || !std::isfinite(minY * extra)) return;
+  const double dx0 = minX * extra - margin, dy0 = minY * extra - margin;
+  const int w = static_cast<int>(std::ceil(width)), h = static_cast<int>(std::ceil(height));
   cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, w, h);
   cairo_t* mc = cairo_create(mask);
   cairo_translate(mc, -dx0, -dy0);
@@ -716,8 +768,13 @@ std::array<uint8_t, 4> RasterImage::pixel(int x, int y) const {
 }
 
 RasterImage renderImage(const DisplayList& list, const RenderOptions& o) {
-  const int w = std::max(1, static_cast<int>(std::ceil(list.size.width * o.scale - 1e-9)));
-  const int h = std::max(1, static_cast<int>(std::ceil(list.size.height * o.scale - 1e-9)));
+  // Cairo's image surfaces stop at 32767 pixels a side; anything near that is a caller's error,
+  // drawn clamped rather than crashing.
+  auto pixels = [&](double points) {
+    const double v = std::ceil(points * o.scale - 1e-9);
+    return std::isfinite(v) ? static_cast<int>(std::clamp(v, 1.0, 16384.0)) : 1;
+  };
+  const int w = pixels(list.size.width), h = pixels(list.size.height);
   cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
   cairo_t* cr = cairo_create(surface);
   cairo_scale(cr, o.scale, o.scale);
