@@ -137,7 +137,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         stack.push_back(pop().shadow(color(r), r.number() / 8, r.number(), r.number()));
         break;
       case 15:
-        stack.push_back(pop().lineLimit(r.byte() % 3).minimumScaleFactor(r.number() / 100));
+        stack.push_back(pop()
+                            .lineLimit(r.byte() % 3)
+                            .minimumScaleFactor(r.number() / 100)
+                            .font(r.number(), static_cast<FontWeight>(r.byte() % 4))
+                            .multilineTextAlignment(static_cast<TextAlignment>(r.byte() % 3)));
         break;
       case 16:
         stack.push_back(pop().opacity(r.number() / 100).foregroundColor(color(r)));

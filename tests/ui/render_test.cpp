@@ -290,6 +290,34 @@ TEST(RenderTest, ZeroScaleSkipsOnlyThatItem) {
   EXPECT_EQ(img.pixel(5, 5), (Pixel{255, 0, 0, 255}));
 }
 
+// Numbers a widget's arithmetic can produce (not-a-number angles, centres at infinity, widths
+// of a billion points) draw something sensible instead of stopping the context or overflowing.
+TEST(RenderTest, NonFiniteGradientsAndHugeSizesStillDraw) {
+  const Color red = Color::sRGB(1, 0, 0), blue = Color::sRGB(0, 0, 1);
+  const View nanAngles = Circle().fill(AngularGradient{
+      Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle{NAN}, Angle{INFINITY}});
+  const View nanCentre =
+      Circle().fill(AngularGradient{Gradient::evenlySpaced({red, blue}), UnitPoint{NAN, 0.5}});
+  const View nanLinear =
+      Rectangle().fill(LinearGradient{Gradient::evenlySpaced({red, blue}), UnitPoint{NAN, 0}});
+  for (const View& v : {nanAngles, nanCentre, nanLinear}) {
+    for (bool vector : {false, true}) {
+      const RasterImage img = vector ? drawAsVector(v, {100, 100}) : draw(v, {100, 100});
+      EXPECT_EQ(img.pixel(50, 50)[3], 255) << vector;  // drawn, with the default geometry
+    }
+  }
+  const View wide = Text("wide").frame(1e9, 20).frame(100, 20, Alignment::leading());
+  const DisplayList list = layout(wide, {100, 20});
+  ASSERT_EQ(list.items.size(), 1u);
+  const RasterImage img = draw(wide, {100, 20});
+  int ink = 0;
+  for (int x = 0; x < 40; ++x) {
+    for (int y = 0; y < 20; ++y)
+      ink += img.pixel(x, y)[3] > 128;
+  }
+  EXPECT_GT(ink, 20);  // the word is drawn at the leading edge
+}
+
 TEST(RenderTest, LinearGradientAndRoundedShapes) {
   const View bar =
       Capsule()

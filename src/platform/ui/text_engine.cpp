@@ -43,8 +43,11 @@ PangoWeight pangoWeight(FontWeight w) {
   return PANGO_WEIGHT_NORMAL;
 }
 
+// Pango units are ints; widths beyond a million points mean "no limit" in practice.
+constexpr double kMaxPoints = 1e6;
+
 int toPango(double points) {
-  return static_cast<int>(std::ceil(points * PANGO_SCALE));
+  return static_cast<int>(std::ceil(std::clamp(points, 0.0, kMaxPoints) * PANGO_SCALE));
 }
 
 }  // namespace
@@ -82,7 +85,10 @@ struct TextEngine::Impl {
   void configure(PangoLayout* layout, const TextSpec& spec) {
     PangoFontDescription* desc = pango_font_description_from_string(kFamilies);
     pango_font_description_set_weight(desc, pangoWeight(spec.font.weight));
-    pango_font_description_set_absolute_size(desc, spec.font.size * PANGO_SCALE);
+    // Sizes outside what a screen can show are clamped (and a NaN size shows at the default).
+    const double size =
+        std::isfinite(spec.font.size) ? std::clamp(spec.font.size, 0.1, 4096.0) : 17.0;
+    pango_font_description_set_absolute_size(desc, size * PANGO_SCALE);
     pango_layout_set_font_description(layout, desc);
     pango_font_description_free(desc);
     pango_layout_set_text(layout, spec.text.data(), static_cast<int>(spec.text.size()));
@@ -92,12 +98,12 @@ struct TextEngine::Impl {
                                        : spec.alignment == TextAlignment::trailing
                                            ? PANGO_ALIGN_RIGHT
                                            : PANGO_ALIGN_LEFT);
-    if (std::isfinite(spec.wrapWidth)) {
+    if (std::isfinite(spec.wrapWidth) && spec.wrapWidth < kMaxPoints) {
       pango_layout_set_width(layout, std::max(0, toPango(spec.wrapWidth)));
     } else {
       pango_layout_set_width(layout, -1);
     }
-    if (spec.maxLines > 0 && std::isfinite(spec.wrapWidth)) {
+    if (spec.maxLines > 0 && std::isfinite(spec.wrapWidth) && spec.wrapWidth < kMaxPoints) {
       pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
       pango_layout_set_height(layout, -spec.maxLines);
     } else {
