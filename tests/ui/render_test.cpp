@@ -306,7 +306,8 @@ TEST(RenderTest, NonFiniteGradientsAndHugeSizesStillDraw) {
       EXPECT_EQ(img.pixel(50, 50)[3], 255) << vector;  // drawn, with the default geometry
     }
   }
-  const View wide = Text("wide").frame(1e9, 20).frame(100, 20, Alignment::leading());
+  const View wide =
+      Text("wide").frame(1e9, 20, Alignment::leading()).frame(100, 20, Alignment::leading());
   const DisplayList list = layout(wide, {100, 20});
   ASSERT_EQ(list.items.size(), 1u);
   const RasterImage img = draw(wide, {100, 20});
