@@ -87,6 +87,7 @@ TEST(DisplayListJsonTest, EffectsAndContainerBackground) {
                                       .opacity(0.5)
                                       .rotationEffect(Angle::degrees(90))
                                       .shadow(Color::black().opacity(0.3), 2, 0, 1)
+                                      .shadow(Color::black(), 4, 0, 2)
                                       .widgetAccentable()
                                       .containerBackground(Color::white()),
                                   {10, 10});
@@ -96,7 +97,12 @@ TEST(DisplayListJsonTest, EffectsAndContainerBackground) {
   const json& item = j["items"][0];
   EXPECT_EQ(item["opacity"], 0.5);
   EXPECT_EQ(item["transform"], (json{0, 1, -1, 0, 10, 0}));
-  EXPECT_EQ(item["shadow"]["color"], "#0000004D");
+  // Outermost first: drawn bottom-most.
+  ASSERT_EQ(item["shadows"].size(), 2u);
+  EXPECT_EQ(item["shadows"][0]["color"], "#000000FF");
+  EXPECT_EQ(item["shadows"][0]["radius"], 4);
+  EXPECT_EQ(item["shadows"][1]["color"], "#0000004D");
+  EXPECT_EQ(item["shadows"][1]["y"], 1);
   EXPECT_EQ(item["accentable"], true);
   EXPECT_EQ(item["fill"], "#000000FF");
 }

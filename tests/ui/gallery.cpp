@@ -69,6 +69,32 @@ View textWidget() {
       .containerBackground(Color::named("widget-background-primary"));
 }
 
+View buttonsWidget() {
+  auto tile = [](const char* icon, const char* destination) {
+    return GeometryReader([=](const GeometryProxy& g) {
+      const double w = g.size.width, h = g.size.height;
+      View face = ZStack({RoundedRectangle(12, RoundedCornerStyle::continuous)
+                              .fill(Color::named("widget-background-secondary"))
+                              .shadow(Color::named("widget-shadow").opacity(0.5), 2, 0, 1)
+                              .shadow(Color::named("widget-shadow"), 4, 0, 2),
+                          Image(icon)
+                              .renderingMode(ImageRenderingMode::template_)
+                              .resizable()
+                              .frame(0.4 * w, 0.4 * h)
+                              .foregroundColor(Color::named("widget-text-secondary"))});
+      return ZStack({face, Link(std::string("kalomate://") + destination + "-widget-buttons",
+                                Text("  ").foregroundColor(Color::clear()))
+                               .frame(w, h + 5)});
+    });
+  };
+  return HStack(VerticalAlignment::center, 12,
+                {tile("ic_flame", "addFood"), tile("ic_badge", "barcodeScan"),
+                 tile("ic_flame", "water"), tile("ic_flame", "exercise")})
+      .frame(std::nullopt, 64)
+      .padding()
+      .containerBackground(Color::named("widget-background-primary"));
+}
+
 View gaugeWidget(double value) {
   return ZStack({
                     AccessoryWidgetBackground(),

@@ -12,6 +12,8 @@ namespace km::gallery {
 View ringWidget(double progress);
 // A medium widget: a column of weights, an icon, Arabic and Japanese text.
 View textWidget();
+// A medium widget of four shadowed icon tiles, each covered by a link.
+View buttonsWidget();
 // A lock-screen circular gauge.
 View gaugeWidget(double value);
 

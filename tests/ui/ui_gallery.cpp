@@ -32,6 +32,7 @@ int main(int argc, char** argv) {
       {"ring", gallery::ringWidget(0.72), {158, 158}, 22},
       {"text", gallery::textWidget(), {338, 158}, 22},
       {"gauge", gallery::gaugeWidget(0.6), {72, 72}, 0},
+      {"buttons", gallery::buttonsWidget(), {338, 158}, 22},
   };
   int failures = 0;
   for (const auto& job : jobs) {

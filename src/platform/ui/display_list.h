@@ -57,7 +57,10 @@ struct DisplayItem {
   // Rotation, scale and offset effects: maps the frame's points to where they are drawn.
   AffineTransform transform;
   double opacity = 1;
-  std::optional<Shadow> shadow;
+  // Shadows from the outermost modifier in: each is drawn under the ones after it, all under
+  // the item (a shadow of a shadowed view also shadows the inner shadow on the phone; here each
+  // shadows the item's own shape, which looks the same for the soft shadows widgets use).
+  std::vector<Shadow> shadows;
   bool accentable = false;
   std::variant<DisplayText, DisplayShape, DisplayImage, DisplayLink> content;
 };

@@ -113,13 +113,17 @@ class Writer {
       out["transform"] = {rounded(t.xx), rounded(t.yx), rounded(t.xy),
                           rounded(t.yy), rounded(t.x0), rounded(t.y0)};
     }
-    if (item.shadow) {
-      json s;
-      color(s, "color", item.shadow->color);
-      s["radius"] = rounded(item.shadow->radius);
-      s["x"] = rounded(item.shadow->x);
-      s["y"] = rounded(item.shadow->y);
-      out["shadow"] = std::move(s);
+    if (!item.shadows.empty()) {
+      json shadows = json::array();
+      for (const Shadow& shadow : item.shadows) {
+        json s;
+        color(s, "color", shadow.color);
+        s["radius"] = rounded(shadow.radius);
+        s["x"] = rounded(shadow.x);
+        s["y"] = rounded(shadow.y);
+        shadows.push_back(std::move(s));
+      }
+      out["shadows"] = std::move(shadows);
     }
     if (item.accentable) out["accentable"] = true;
     return out;

@@ -29,7 +29,7 @@ struct Env {
 struct PlaceContext {
   AffineTransform transform;
   double opacity = 1;
-  std::optional<Shadow> shadow;
+  std::vector<Shadow> shadows;
 };
 
 struct MemoKey {
@@ -151,7 +151,7 @@ class Layouter {
     item.frame = frame;
     item.transform = ctx.transform;
     item.opacity = ctx.opacity;
-    item.shadow = ctx.shadow;
+    item.shadows = ctx.shadows;
     item.accentable = env.accentable;
     item.content = std::move(content);
     list.items.push_back(std::move(item));
@@ -545,7 +545,7 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
               break;
             }
             case EffectKind::shadow:
-              inner.shadow = Shadow{n.shadowColor, n.shadowRadius, n.offsetX, n.offsetY};
+              inner.shadows.push_back(Shadow{n.shadowColor, n.shadowRadius, n.offsetX, n.offsetY});
               break;
           }
           place(n.child, frame, p, env, inner);

@@ -610,8 +610,7 @@ void boxBlurA8(cairo_surface_t* s, int r) {
   cairo_surface_mark_dirty(s);
 }
 
-void drawShadow(cairo_t* cr, const DisplayItem& item, const RenderOptions& o) {
-  const Shadow& sh = *item.shadow;
+void drawShadow(cairo_t* cr, const DisplayItem& item, const Shadow& sh, const RenderOptions& o) {
   ColorTreatment base(o, item.accentable, item.opacity);
   const RGBA color = base(sh.color);
   if (color.alpha <= 0) return;
@@ -719,7 +718,8 @@ void drawDisplayList(cairo_t* cr, const DisplayList& list, const RenderOptions& 
       cairoMatrix(item.transform, &m);
       cairo_transform(cr, &m);
     }
-    if (item.shadow && item.shadow->radius >= 0) drawShadow(cr, item, o);
+    for (const Shadow& shadow : item.shadows)
+      drawShadow(cr, item, shadow, o);
     drawContent(cr, item, o, ColorTreatment(o, item.accentable, item.opacity));
     cairo_restore(cr);
   }
