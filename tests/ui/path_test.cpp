@@ -123,3 +123,25 @@ TEST(PathTest, SimilarityKeepsArcsOtherMapsMakeCurves) {
 
 }  // namespace
 }  // namespace km
+
+namespace km {
+namespace {
+
+// Cairo asserts on non-finite arcs, so such parts never enter a path.
+TEST(PathTest, NonFinitePartsAreLeftOut) {
+  const double nan = std::nan("");
+  Path p;
+  p.addArc({0, 0}, 10, Angle{nan}, Angle{1}, true);
+  p.addArc({0, 0}, kInfinity, Angle{0}, Angle{1}, false);
+  p.addLine({nan, 1});
+  p.move({1, kInfinity});
+  p.addCircle({nan, 0}, 3);
+  p.addRect({0, 0, nan, 1});
+  EXPECT_TRUE(p.isEmpty());
+  p.addLine({1, 1});
+  p.addRoundedRect({0, 0, 10, 10}, nan);  // an impossible radius draws square corners
+  EXPECT_NEAR(p.length(), 40, 1e-9);
+}
+
+}  // namespace
+}  // namespace km

@@ -82,13 +82,23 @@ Path::CurveTo subCurve(Point p0, const Path::CurveTo& c, double t0, double t1, P
 
 }  // namespace
 
+namespace {
+
+bool finite(Point p) {
+  return std::isfinite(p.x) && std::isfinite(p.y);
+}
+
+}  // namespace
+
 void Path::move(Point to) {
+  if (!finite(to)) return;
   elements_.push_back(MoveTo{to});
   current_ = subpathStart_ = to;
   hasCurrent_ = true;
 }
 
 void Path::addLine(Point to) {
+  if (!finite(to)) return;
   if (!hasCurrent_) {
     move(to);
     return;
@@ -99,6 +109,9 @@ void Path::addLine(Point to) {
 
 void Path::addArc(Point center, double radius, Angle startAngle, Angle endAngle, bool clockwise) {
   double start = startAngle.radians, end = endAngle.radians;
+  if (!finite(center) || !std::isfinite(radius) || !std::isfinite(start) || !std::isfinite(end)) {
+    return;
+  }
   // Normalise the sweep the way Cairo does: a full turn at most in the drawing direction.
   double sweep = end - start;
   if (!clockwise) {
@@ -120,6 +133,7 @@ void Path::addArc(Point center, double radius, Angle startAngle, Angle endAngle,
 }
 
 void Path::addCurve(Point to, Point control1, Point control2) {
+  if (!finite(to) || !finite(control1) || !finite(control2)) return;
   if (!hasCurrent_) move(control1);
   elements_.push_back(CurveTo{control1, control2, to});
   current_ = to;
@@ -132,6 +146,7 @@ void Path::closeSubpath() {
 }
 
 void Path::addRect(const Rect& r) {
+  if (!finite(r.origin()) || !std::isfinite(r.width) || !std::isfinite(r.height)) return;
   move({r.minX(), r.minY()});
   addLine({r.maxX(), r.minY()});
   addLine({r.maxX(), r.maxY()});
@@ -140,6 +155,7 @@ void Path::addRect(const Rect& r) {
 }
 
 void Path::addRoundedRect(const Rect& r, double radius, RoundedCornerStyle style) {
+  if (!std::isfinite(radius)) radius = 0;
   const double limit = std::min(r.width, r.height) / 2;
   radius = std::clamp(radius, 0.0, std::max(0.0, limit));
   if (radius <= 0) {
@@ -175,6 +191,7 @@ void Path::addRoundedRect(const Rect& r, double radius, RoundedCornerStyle style
 }
 
 void Path::addCircle(Point center, double radius) {
+  if (!finite(center) || !std::isfinite(radius)) return;
   move({center.x + radius, center.y});
   elements_.push_back(Arc{center, radius, 0, kTwoPi});
   current_ = {center.x + radius, center.y};

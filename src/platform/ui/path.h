@@ -13,7 +13,7 @@ enum class RoundedCornerStyle { circular, continuous };
 
 // An outline made of straight lines, circular arcs and cubic curves, in points. A value type:
 // copies are independent. Arcs are kept as arcs (not flattened) so that trimming and drawing
-// stay exact at any scale.
+// stay exact at any scale. Parts given non-finite numbers are left out (Cairo cannot draw them).
 class Path {
  public:
   struct MoveTo {

@@ -708,6 +708,11 @@ void drawDisplayList(cairo_t* cr, const DisplayList& list, const RenderOptions& 
   }
   for (const DisplayItem& item : list.items) {
     if (std::holds_alternative<DisplayLink>(item.content) || item.opacity <= 0) continue;
+    const Rect& f = item.frame;
+    if (!std::isfinite(f.x) || !std::isfinite(f.y) || !std::isfinite(f.width) ||
+        !std::isfinite(f.height)) {
+      continue;  // a view with an infinite frame has no place on the widget
+    }
     const AffineTransform& tr = item.transform;
     const double det = tr.xx * tr.yy - tr.xy * tr.yx;
     // A view scaled to nothing draws nothing (and a singular matrix would stop the context).

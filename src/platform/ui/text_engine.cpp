@@ -204,6 +204,8 @@ Size TextEngine::measure(const TextSpec& spec) {
 TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lineLimit,
                         double minimumScaleFactor, ProposedSize proposal) {
   std::lock_guard lock(impl_->mutex);
+  if (!(font.size > 0 && font.size <= 4096))
+    font.size = std::isfinite(font.size) && font.size > 0 ? 4096 : 17;
   const double width = proposal.width.value_or(kInfinity);
   const bool wraps = std::isfinite(width);
   int maxLines = lineLimit.value_or(0);
@@ -244,14 +246,22 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
     Font smallest = font;
     smallest.size = font.size * minFactor;
     if (fitsAt(smallest)) {
-      // Largest size that fits, to a hundredth of a point.
-      double lo = smallest.size, hi = font.size;
-      while (hi - lo > 0.01) {
-        Font mid = font;
-        mid.size = (lo + hi) / 2;
-        (fitsAt(mid) ? lo : hi) = mid.size;
+      // Largest size that fits, in steps of an eighth of a point: finer is invisible, and every
+      // distinct size costs Pango and Cairo a cached font of its own.
+      long lo = static_cast<long>(std::floor(smallest.size * 8));
+      long hi = static_cast<long>(std::floor(font.size * 8));
+      if (lo > hi) lo = hi;
+      while (lo < hi) {
+        const long mid = (lo + hi + 1) / 2;
+        Font candidate = font;
+        candidate.size = static_cast<double>(mid) / 8;
+        if (fitsAt(candidate)) {
+          lo = mid;
+        } else {
+          hi = mid - 1;
+        }
       }
-      chosen.size = lo;
+      chosen.size = std::max(smallest.size, static_cast<double>(lo) / 8);
     } else {
       chosen = smallest;
     }

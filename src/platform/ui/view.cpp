@@ -94,6 +94,7 @@ View View::foregroundColor(Color color) const {
 }
 
 View View::font(Font f) const {
+  if (!(f.size > 0) || !std::isfinite(f.size)) return *this;  // an impossible size is ignored
   EnvNode n{*this};
   n.font = f;
   return make(std::move(n));
