@@ -330,3 +330,35 @@ TEST(LayoutTest, InvalidNumbersAreIgnored) {
 
 }  // namespace
 }  // namespace km
+
+namespace km {
+namespace {
+
+TEST(LayoutTest, TapsOpenTheTopmostLinkOrTheWidgetURL) {
+  const View view =
+      ZStack(
+          Alignment::topLeading(),
+          {Link("kalomate://under", box(100, 100)), Link("kalomate://over", box(50, 50)),
+           Link("kalomate://turned", box(20, 10)).rotationEffect(Angle::degrees(90)).offset(70, 0)})
+          .widgetURL("kalomate://widget");
+  const DisplayList list = layout(view, {100, 100});
+  struct Case {
+    Point at;
+    std::optional<std::string> want;
+  } cases[] = {
+      {{10, 10}, "kalomate://over"},
+      {{60, 60}, "kalomate://under"},
+      // The turned link's 20×10 frame at (0, 0) turns about (10, 5) and moves right by 70: it
+      // covers x 75..85, y -5..15.
+      {{80, 12}, "kalomate://turned"},
+      {{10, 3}, "kalomate://over"},
+      {{150, 150}, "kalomate://widget"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(urlAt(list, c.at), c.want) << c.at.x << "," << c.at.y;
+  }
+  EXPECT_EQ(urlAt(layout(box(10, 10), {10, 10}), {5, 5}), std::nullopt);
+}
+
+}  // namespace
+}  // namespace km

@@ -72,4 +72,8 @@ struct DisplayList {
   std::vector<DisplayItem> items;
 };
 
+// What a tap at `point` (widget coordinates, points) opens: the topmost link whose drawn region
+// holds the point, otherwise the widget's URL; nothing when neither applies.
+std::optional<std::string> urlAt(const DisplayList& list, Point point);
+
 }  // namespace km
