@@ -1,5 +1,6 @@
 #include "platform/ui/asset_catalog.h"
 
+#include <cairo.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -78,9 +79,21 @@ TEST(AssetCatalogTest, AppearancesNamespacesAndBrokenSets) {
 TEST(AssetCatalogTest, ImageSets) {
   auto catalog = AssetCatalog::load(kFixtures);
   ASSERT_TRUE(catalog.ok());
-  EXPECT_EQ(catalog->imageNames(), (std::vector<std::string>{"ic_badge", "ic_flame"}));
+  EXPECT_EQ(catalog->imageNames(),
+            (std::vector<std::string>{"ic_badge", "ic_broken", "ic_flame", "ic_mm"}));
   EXPECT_EQ(catalog->imageSize("ic_flame"), (Size{24, 24}));
   EXPECT_EQ(catalog->imageSize("ic_badge"), (Size{32, 16}));
+  // Inches need librsvg's reading: 72 points to the inch.
+  EXPECT_EQ(catalog->imageSize("ic_mm"), (Size{72, 36}));
+  // A file whose root declares a size but whose body does not parse has that size, and cannot
+  // be drawn (the renderer then shows the missing-image box).
+  EXPECT_EQ(catalog->imageSize("ic_broken"), (Size{10, 20}));
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 10, 10);
+  cairo_t* cr = cairo_create(surface);
+  EXPECT_FALSE(catalog->drawImage(cr, "ic_broken", {0, 0, 10, 10}));
+  EXPECT_TRUE(catalog->drawImage(cr, "ic_flame", {0, 0, 10, 10}));
+  cairo_destroy(cr);
+  cairo_surface_destroy(surface);
   EXPECT_TRUE(catalog->isTemplateImage("ic_flame"));
   EXPECT_FALSE(catalog->isTemplateImage("ic_badge"));
   EXPECT_FALSE(catalog->imageSize("nope"));

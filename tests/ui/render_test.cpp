@@ -242,12 +242,15 @@ TEST(RenderTest, ImagesTemplatesAndFallbacks) {
   // A missing image draws a magenta box of the fallback size (16 points).
   const DisplayList list = layout(Image("no-such-image"), {16, 16}, LayoutOptions{&fixtures()});
   EXPECT_EQ(list.items[0].frame, (Rect{0, 0, 16, 16}));
-  const RasterImage img = draw(Image("no-such-image"), {16, 16});
-  const Pixel magenta = img.pixel(8, 8);
-  EXPECT_GT(magenta[0], 250);
-  EXPECT_LT(magenta[1], 5);
-  EXPECT_GT(magenta[2], 250);
-  EXPECT_GT(magenta[3], 250);
+  // So does an image whose file cannot be read, at its declared size.
+  for (const char* name : {"no-such-image", "ic_broken"}) {
+    const RasterImage img = draw(Image(name).resizable(), {16, 16});
+    const Pixel magenta = img.pixel(8, 8);
+    EXPECT_GT(magenta[0], 250) << name;
+    EXPECT_LT(magenta[1], 5) << name;
+    EXPECT_GT(magenta[2], 250) << name;
+    EXPECT_GT(magenta[3], 250) << name;
+  }
 }
 
 TEST(RenderTest, RenderingModesRecolour) {

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <mutex>
 #include <nlohmann/json.hpp>
+#include <regex>
 #include <sstream>
 
 namespace km {
@@ -83,11 +84,58 @@ std::optional<RGBA> parseColor(const json& color) {
   return out;
 }
 
+// The size an SVG declares on its root element (width and height in px or pt, or else its view
+// box), read without librsvg: parsing every icon up front costs librsvg several megabytes and
+// milliseconds, and a widget draws only a few of them. nullopt when the declaration needs a real
+// SVG engine to interpret (other units), in which case librsvg is asked at once.
+std::optional<Size> declaredSvgSize(const std::string& svg) {
+  const size_t start = svg.find("<svg");
+  if (start == std::string::npos) return std::nullopt;
+  const size_t end = svg.find('>', start);
+  if (end == std::string::npos) return std::nullopt;
+  const std::string tag = svg.substr(start, end - start);
+  auto attribute = [&tag](const char* name) -> std::optional<std::string> {
+    const std::regex re(std::string(R"((?:^|\s))") + name + R"(\s*=\s*["']([^"']*)["'])");
+    std::smatch m;
+    if (std::regex_search(tag, m, re)) return m[1].str();
+    return std::nullopt;
+  };
+  // nullopt: absent or relative (a percentage: the view box decides); NaN: a unit we do not know.
+  auto length = [](const std::optional<std::string>& text) -> std::optional<double> {
+    if (!text) return std::nullopt;
+    static const std::regex re(R"(^\s*([0-9]*\.?[0-9]+(?:[eE][-+]?[0-9]+)?)\s*(px|pt|%)?\s*$)");
+    std::smatch m;
+    if (!std::regex_match(*text, m, re)) return std::nan("");
+    if (m[2] == "%") return std::nullopt;
+    return std::stod(m[1].str());
+  };
+  const auto w = length(attribute("width")), h = length(attribute("height"));
+  if ((w && std::isnan(*w)) || (h && std::isnan(*h))) return std::nullopt;
+  if (w && h) return Size{*w, *h};
+  if (auto box = attribute("viewBox")) {
+    std::string text = *box;
+    std::replace(text.begin(), text.end(), ',', ' ');
+    std::istringstream in(text);
+    double x, y, bw, bh;
+    if (in >> x >> y >> bw >> bh) return Size{w.value_or(bw), h.value_or(bh)};
+  }
+  return std::nullopt;
+}
+
 struct GObjectDeleter {
   void operator()(RsvgHandle* h) const {
     if (h) g_object_unref(h);
   }
 };
+RsvgHandle* openSvg(const std::string& bytes) {
+  GError* error = nullptr;
+  RsvgHandle* h = rsvg_handle_new_from_data(reinterpret_cast<const guint8*>(bytes.data()),
+                                            bytes.size(), &error);
+  if (error) g_error_free(error);
+  if (h) rsvg_handle_set_dpi(h, 72);  // so that "pt" lengths, like px, count one per point
+  return h;
+}
+
 struct SurfaceDeleter {
   void operator()(cairo_surface_t* s) const {
     if (s) cairo_surface_destroy(s);
@@ -103,7 +151,8 @@ struct AssetCatalog::Data {
   struct ImageSet {
     Size size;
     bool isTemplate = false;
-    std::unique_ptr<RsvgHandle, GObjectDeleter> svg;
+    std::string svgBytes;  // parsed on first draw
+    mutable std::unique_ptr<RsvgHandle, GObjectDeleter> svg;
     std::unique_ptr<cairo_surface_t, SurfaceDeleter> bitmap;
   };
   std::map<std::string, ColorSet, std::less<>> colors;
@@ -153,21 +202,20 @@ struct AssetCatalog::Data {
       const std::filesystem::path path = dir / file;
       std::string ext = path.extension().string();
       std::transform(ext.begin(), ext.end(), ext.begin(), ::tolower);
-      if (ext == ".svg" && !set.svg) {
+      if (ext == ".svg" && !set.svg && set.svgBytes.empty()) {
         // Read the bytes ourselves: opening by file name goes through GIO, whose virtual file
         // system modules cost several megabytes of memory for nothing we need.
         std::ifstream in(path, std::ios::binary);
         const std::string bytes((std::istreambuf_iterator<char>(in)),
                                 std::istreambuf_iterator<char>());
         if (bytes.empty()) continue;
-        GError* error = nullptr;
-        RsvgHandle* h = rsvg_handle_new_from_data(reinterpret_cast<const guint8*>(bytes.data()),
-                                                  bytes.size(), &error);
-        if (!h) {
-          if (error) g_error_free(error);
+        if (auto declared = declaredSvgSize(bytes)) {
+          set.size = *declared;
+          set.svgBytes = bytes;
           continue;
         }
-        rsvg_handle_set_dpi(h, 72);  // so that "pt" lengths, like px, count one per point
+        RsvgHandle* h = openSvg(bytes);
+        if (!h) continue;
         gdouble w = 0, hgt = 0;
         if (!rsvg_handle_get_intrinsic_size_in_pixels(h, &w, &hgt)) {
           gboolean hasW = FALSE, hasH = FALSE, hasViewBox = FALSE;
@@ -181,7 +229,7 @@ struct AssetCatalog::Data {
         }
         set.svg.reset(h);
         set.size = {w, hgt};
-      } else if (ext == ".png" && !set.svg) {
+      } else if (ext == ".png" && !set.svg && set.svgBytes.empty()) {
         std::string scaleText = entry.value("scale", "1x");
         const double scale = std::max(1.0, std::atof(scaleText.c_str()));
         if (scale <= bestScale) continue;
@@ -196,7 +244,7 @@ struct AssetCatalog::Data {
                     cairo_image_surface_get_height(s) / scale};
       }
     }
-    if (set.svg || set.bitmap) images[name] = std::move(set);
+    if (set.svg || set.bitmap || !set.svgBytes.empty()) images[name] = std::move(set);
   }
 
   void scan(const std::filesystem::path& dir, const std::string& prefix) {
@@ -287,6 +335,7 @@ bool AssetCatalog::drawImage(cairo_t* cr, std::string_view name, const Rect& rec
   if (it == data_->images.end() || rect.width <= 0 || rect.height <= 0) return false;
   const auto& set = it->second;
   std::lock_guard lock(data_->drawMutex);
+  if (!set.svg && !set.svgBytes.empty()) set.svg.reset(openSvg(set.svgBytes));
   if (set.svg) {
     RsvgRectangle viewport{rect.x, rect.y, rect.width, rect.height};
     GError* error = nullptr;
@@ -294,6 +343,7 @@ bool AssetCatalog::drawImage(cairo_t* cr, std::string_view name, const Rect& rec
     if (error) g_error_free(error);
     return ok;
   }
+  if (!set.bitmap) return false;  // an SVG that librsvg cannot read
   cairo_save(cr);
   cairo_translate(cr, rect.x, rect.y);
   cairo_scale(cr, rect.width / cairo_image_surface_get_width(set.bitmap.get()),

@@ -490,30 +490,29 @@ void drawImage(cairo_t* cr, const DisplayItem& item, const DisplayImage& image,
     drawMissingImage(cr, f);
     return;
   }
+  // The image is first drawn into a group: as a mask for template rendering, for opacity, or
+  // to be recoloured in the monochrome modes. A file that cannot be drawn shows as missing.
+  cairo_push_group_with_content(cr, CAIRO_CONTENT_COLOR_ALPHA);
+  const bool drawn = o.assets->drawImage(cr, image.name, f);
+  cairo_pattern_t* group = cairo_pop_group(cr);
+  if (!drawn) {
+    cairo_pattern_destroy(group);
+    drawMissingImage(cr, f);
+    return;
+  }
   if (image.tint) {
-    cairo_push_group(cr);
-    o.assets->drawImage(cr, image.name, f);
-    cairo_pattern_t* mask = cairo_pop_group(cr);
     setSourceRGBA(cr, t(*image.tint));
-    cairo_mask(cr, mask);
-    cairo_pattern_destroy(mask);
+    cairo_mask(cr, group);
+    cairo_pattern_destroy(group);
     return;
   }
   if (!t.monochrome()) {
-    if (t.opacity() >= 1) {
-      o.assets->drawImage(cr, image.name, f);
-    } else {
-      cairo_push_group(cr);
-      o.assets->drawImage(cr, image.name, f);
-      cairo_pop_group_to_source(cr);
-      cairo_paint_with_alpha(cr, t.opacity());
-    }
+    cairo_set_source(cr, group);
+    cairo_paint_with_alpha(cr, t.opacity());
+    cairo_pattern_destroy(group);
     return;
   }
-  // Monochrome modes: draw into an image, recolour each pixel, then composite.
-  cairo_push_group_with_content(cr, CAIRO_CONTENT_COLOR_ALPHA);
-  o.assets->drawImage(cr, image.name, f);
-  cairo_pattern_t* group = cairo_pop_group(cr);
+  // Monochrome modes: copy the drawing into an image, recolour each pixel, then composite.
   cairo_surface_t* target = nullptr;
   cairo_pattern_get_surface(group, &target);
   double x0, y0, x1, y1;
