@@ -362,3 +362,49 @@ TEST(LayoutTest, TapsOpenTheTopmostLinkOrTheWidgetURL) {
 
 }  // namespace
 }  // namespace km
+
+namespace km {
+namespace {
+
+// What views choose when asked for their ideal (nullopt), minimum (0) and maximum (infinity).
+TEST(LayoutTest, IdealMinimumAndMaximumSizes) {
+  const std::optional<double> ideal;
+  struct Case {
+    const char* name;
+    View view;
+    ProposedSize proposal;
+    Size want;
+  } cases[] = {
+      {"shape ideal", Rectangle(), {ideal, ideal}, {10, 10}},
+      {"shape minimum", Rectangle(), {0.0, 0.0}, {0, 0}},
+      {"ideal width of a flexible frame",
+       Rectangle().frame({.idealWidth = 50}),
+       {ideal, 30.0},
+       {50, 30}},
+      {"ideal ignored when offered", Rectangle().frame({.idealWidth = 50}), {80.0, 30.0}, {80, 30}},
+      {"fixed frame ignores the offer", Rectangle().frame(20, 30), {kInfinity, 0.0}, {20, 30}},
+      {"padding adds to the ideal", Rectangle().padding(5), {ideal, ideal}, {20, 20}},
+      {"spacer outside a stack", Spacer(), {ideal, ideal}, {8, 8}},
+      {"spacer in a stack, ideal", HStack({Spacer()}), {ideal, ideal}, {8, 0}},
+      {"spacer with a minimum", VStack({Spacer(30)}), {5.0, 0.0}, {0, 30}},
+      {"hstack of fixed boxes, maximum",
+       HStack({box(10, 10), box(20, 5)}),
+       {kInfinity, kInfinity},
+       {38, 10}},
+      {"geometry reader ideal",
+       GeometryReader([](const GeometryProxy&) { return View(); }),
+       {ideal, ideal},
+       {10, 10}},
+      {"max-width frame offered infinity",
+       box(10, 10).frame({.maxWidth = kInfinity}),
+       {kInfinity, 50.0},
+       {kInfinity, 10}},
+      {"empty", EmptyView(), {100.0, 100.0}, {0, 0}},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(sizeThatFits(c.view, c.proposal), c.want) << c.name;
+  }
+}
+
+}  // namespace
+}  // namespace km
