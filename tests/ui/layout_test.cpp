@@ -256,6 +256,9 @@ TEST(LayoutTest, TextWrapsTruncatesAndScales) {
     }
   }
 
+  // A fixed-size text keeps its natural line in any width.
+  EXPECT_EQ(sizeThatFits(Text(sentence).fixedSize(), {50.0, 10.0}), natural);
+
   // A short text never grows to its proposal.
   EXPECT_LT(sizeThatFits(Text("Hi"), {300.0, 100.0}).width, 30);
 
@@ -400,6 +403,11 @@ TEST(LayoutTest, IdealMinimumAndMaximumSizes) {
        {kInfinity, 50.0},
        {kInfinity, 10}},
       {"empty", EmptyView(), {100.0, 100.0}, {0, 0}},
+      {"fixed size ignores the offer",
+       box(10, 10).frame({.maxWidth = kInfinity}).fixedSize(),
+       {300.0, 300.0},
+       {10, 10}},
+      {"fixed size on one axis", Rectangle().fixedSize(true, false), {300.0, 40.0}, {10, 40}},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(sizeThatFits(c.view, c.proposal), c.want) << c.name;

@@ -96,6 +96,10 @@ std::optional<double> shrink(std::optional<double> v, double by) {
   return std::max(0.0, *v - by);
 }
 
+ProposedSize fixedProposal(const FixedSizeNode& n, ProposedSize p) {
+  return {n.horizontal ? std::nullopt : p.width, n.vertical ? std::nullopt : p.height};
+}
+
 bool isSpacer(const View& v) {
   return std::holds_alternative<SpacerNode>(v.node()->content);
 }
@@ -392,6 +396,8 @@ Size Layouter::computeSize(const View& v, ProposedSize p, const Env& env) {
         } else if constexpr (std::is_same_v<T, FrameNode>) {
           const Size c = size(n.child, frameChildProposal(n, p), childEnv(env, std::nullopt));
           return frameSize(n, p, c);
+        } else if constexpr (std::is_same_v<T, FixedSizeNode>) {
+          return size(n.child, fixedProposal(n, p), env);
         } else if constexpr (std::is_same_v<T, OverlayNode>) {
           return size(n.base, p, env);
         } else if constexpr (std::is_same_v<T, EnvNode>) {
@@ -510,6 +516,8 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           const Env e = childEnv(env, std::nullopt);
           const Size c = size(n.child, offer, e);
           place(n.child, aligned(frame, c, n.bounds.alignment), offer, e, ctx);
+        } else if constexpr (std::is_same_v<T, FixedSizeNode>) {
+          place(n.child, frame, fixedProposal(n, p), env, ctx);
         } else if constexpr (std::is_same_v<T, OverlayNode>) {
           const ProposedSize offer{frame.width, frame.height};
           const Env e = childEnv(env, std::nullopt);

@@ -83,6 +83,10 @@ View View::background(View content, Alignment alignment) const {
   return make(OverlayNode{*this, std::move(content), alignment, true});
 }
 
+View View::fixedSize(bool horizontal, bool vertical) const {
+  return make(FixedSizeNode{*this, horizontal, vertical});
+}
+
 View View::background(const Paint& paint) const {
   return background(Rectangle().fill(paint));
 }

@@ -61,6 +61,9 @@ class View {
   View overlay(View content, Alignment alignment = {}) const;
   View background(View content, Alignment alignment = {}) const;
   View background(const Paint& paint) const;
+  // Offers the view its ideal size on the chosen axes, whatever the parent proposes (a text keeps
+  // its one natural line instead of wrapping or truncating).
+  View fixedSize(bool horizontal = true, bool vertical = true) const;
 
   // Environment: inherited by everything inside.
   View foregroundColor(Color color) const;

@@ -62,6 +62,11 @@ struct FrameNode {
   FrameBounds bounds;
   bool fixed = false;  // fixed: width/height are in minWidth/minHeight
 };
+struct FixedSizeNode {
+  View child;
+  bool horizontal = true;
+  bool vertical = true;
+};
 struct OverlayNode {
   View base;
   View layer;
@@ -106,8 +111,9 @@ struct ContainerBackgroundNode {
 
 struct ViewNode {
   std::variant<EmptyNode, TextNode, ShapeNode, ImageNode, StackNode, SpacerNode, GeometryNode,
-               LinkNode, ProgressNode, AccessoryBackgroundNode, PaddingNode, FrameNode, OverlayNode,
-               EnvNode, EffectNode, WidgetURLNode, ContainerBackgroundNode>
+               LinkNode, ProgressNode, AccessoryBackgroundNode, PaddingNode, FrameNode,
+               FixedSizeNode, OverlayNode, EnvNode, EffectNode, WidgetURLNode,
+               ContainerBackgroundNode>
       content;
 };
 
