@@ -120,16 +120,21 @@ struct TextEngine::Impl {
   }
 
   Measured measureLocked(const TextSpec& spec) {
+    // The key is the text followed by the raw bytes of the parameters (formatting numbers as
+    // text would cost more than many of the lookups it serves).
+    struct Params {
+      double size;
+      int weight;
+      int wrap;
+      int maxLines;
+      int alignment;
+    } params{spec.font.size, static_cast<int>(spec.font.weight),
+             std::isfinite(spec.wrapWidth) ? toPango(spec.wrapWidth) : -1, spec.maxLines,
+             static_cast<int>(spec.alignment)};
     std::string key;
-    key.reserve(spec.text.size() + 48);
+    key.reserve(spec.text.size() + sizeof params);
     key.append(spec.text);
-    key.push_back('\0');
-    key.append(std::to_string(spec.font.size)).push_back('/');
-    key.append(std::to_string(static_cast<int>(spec.font.weight))).push_back('/');
-    key.append(std::isfinite(spec.wrapWidth) ? std::to_string(toPango(spec.wrapWidth)) : "inf");
-    key.push_back('/');
-    key.append(std::to_string(spec.maxLines)).push_back('/');
-    key.append(std::to_string(static_cast<int>(spec.alignment)));
+    key.append(reinterpret_cast<const char*>(&params), sizeof params);
     if (auto it = cache.find(key); it != cache.end()) return it->second;
     configure(measureLayout, spec);
     PangoRectangle logical;
@@ -219,6 +224,21 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
     none.wrapWidth = 0;
     none.maxLines = 1;
     return none;
+  }
+  {
+    // The common case: the text's natural lines fit the offer as they are.
+    const auto natural = impl_->measureLocked({text, font, kInfinity, 0});
+    const bool fitsWidth = !wraps || natural.size.width <= width;
+    const bool fitsHeight = !proposal.height || natural.size.height <= *proposal.height + 1e-6;
+    const bool fitsLines = maxLines == 0 || natural.lines <= maxLines;
+    if (fitsWidth && fitsHeight && fitsLines) {
+      TextFit result;
+      result.font = font;
+      result.size = natural.size;
+      result.wrapWidth = width;
+      result.maxLines = wraps ? maxLines : 0;
+      return result;
+    }
   }
   if (wraps && proposal.height && std::isfinite(*proposal.height)) {
     // No more lines than the proposed height holds (at least one).
