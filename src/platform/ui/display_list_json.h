@@ -18,6 +18,7 @@ namespace km {
 // ("colorName", "tintName", "fillName", "strokeName"). Gradients are objects with their stops.
 // Items also carry "opacity", "transform" ([xx,yx,xy,yy,x0,y0]), "shadows" and "accentable"
 // when those differ from the defaults. Numbers are rounded to thousandths of a point.
+// A pure function of its arguments; safe from any thread.
 nlohmann::json displayListToJson(const DisplayList& list, std::string_view kind,
                                  std::string_view family, ColorScheme scheme,
                                  const AssetCatalog* catalog);

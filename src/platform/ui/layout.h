@@ -20,6 +20,8 @@ Size sizeThatFits(const View& view, ProposedSize proposal, const LayoutOptions& 
 // Lays `view` out in a container of `size` (a widget's size in points) and flattens the result.
 // The container proposes its size; the view chooses its own and is centred in the container, as
 // a widget's content is. A pure function: the same view, size and options give the same list.
+// Safe to call from several threads at once (text measuring is serialised inside the text
+// engine); the catalogue must outlive the call.
 DisplayList layout(const View& view, Size size, const LayoutOptions& options = {});
 
 }  // namespace km
