@@ -266,6 +266,15 @@ TEST(RenderTest, RenderingModesRecolour) {
   EXPECT_LE(v[0], v[1] + 2);
   EXPECT_LE(v[1], v[2]);
   EXPECT_GT(v[0], 100);
+  // A full-colour image in vibrant mode loses its hue; brighter parts stay more opaque.
+  const RasterImage badge = draw(Image("ic_badge").resizable().frame(32, 16), {32, 16}, 1,
+                                 ColorScheme::dark, RenderingMode::vibrant);
+  const Pixel redHalf = badge.pixel(8, 8), blueHalf = badge.pixel(24, 8);
+  EXPECT_NEAR(redHalf[0], redHalf[1], 6);
+  EXPECT_NEAR(redHalf[1], redHalf[2], 6);
+  EXPECT_NEAR(blueHalf[0], blueHalf[1], 6);
+  EXPECT_GT(redHalf[0], blueHalf[0] + 10);
+  EXPECT_GT(blueHalf[0], 60);
   // Accented: an accentable part takes the accent's hue (blue dominates).
   const Pixel a = accented.pixel(5, 5);
   EXPECT_GT(a[2], a[0]);

@@ -512,33 +512,42 @@ void drawImage(cairo_t* cr, const DisplayItem& item, const DisplayImage& image,
     cairo_pattern_destroy(group);
     return;
   }
-  // Monochrome modes: copy the drawing into an image, recolour each pixel, then composite.
-  cairo_surface_t* target = nullptr;
-  cairo_pattern_get_surface(group, &target);
-  double x0, y0, x1, y1;
+  // Monochrome modes: draw again into an image of the image's own device area, recolour each
+  // pixel, then composite.
+  cairo_pattern_destroy(group);
+  double minX = kInfinity, minY = kInfinity, maxX = -kInfinity, maxY = -kInfinity;
+  for (Point p :
+       {Point{f.x, f.y}, Point{f.maxX(), f.y}, Point{f.x, f.maxY()}, Point{f.maxX(), f.maxY()}}) {
+    cairo_user_to_device(cr, &p.x, &p.y);
+    minX = std::min(minX, p.x);
+    minY = std::min(minY, p.y);
+    maxX = std::max(maxX, p.x);
+    maxY = std::max(maxY, p.y);
+  }
+  cairo_matrix_t ctm;
+  cairo_get_matrix(cr, &ctm);
+  double cx0, cy0, cx1, cy1;
   cairo_save(cr);
   cairo_identity_matrix(cr);
-  cairo_clip_extents(cr, &x0, &y0, &x1, &y1);
+  cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
   cairo_restore(cr);
-  const int w = static_cast<int>(std::ceil(x1 - x0)), h = static_cast<int>(std::ceil(y1 - y0));
-  if (w > 0 && h > 0) {
-    cairo_surface_t* copy = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
-    cairo_t* cc = cairo_create(copy);
-    cairo_translate(cc, -x0, -y0);
-    cairo_set_source(cc, group);
-    cairo_pattern_set_matrix(group, nullptr);
-    cairo_paint(cc);
-    cairo_destroy(cc);
-    treatSurface(copy, t);
-    cairo_save(cr);
-    cairo_identity_matrix(cr);
-    cairo_set_source_surface(cr, copy, x0, y0);
-    cairo_paint_with_alpha(cr, t.opacity());
-    cairo_restore(cr);
-    cairo_surface_destroy(copy);
-  }
-  cairo_pattern_destroy(group);
-  (void)target;
+  const double x0 = std::floor(std::max(minX, cx0)), y0 = std::floor(std::max(minY, cy0));
+  const double x1 = std::ceil(std::min(maxX, cx1)), y1 = std::ceil(std::min(maxY, cy1));
+  if (!(x1 > x0 && y1 > y0) || x1 - x0 > 16384 || y1 - y0 > 16384) return;
+  cairo_surface_t* copy = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(x1 - x0),
+                                                     static_cast<int>(y1 - y0));
+  cairo_t* cc = cairo_create(copy);
+  cairo_translate(cc, -x0, -y0);
+  cairo_transform(cc, &ctm);
+  o.assets->drawImage(cc, image.name, f);
+  cairo_destroy(cc);
+  treatSurface(copy, t);
+  cairo_save(cr);
+  cairo_identity_matrix(cr);
+  cairo_set_source_surface(cr, copy, x0, y0);
+  cairo_paint_with_alpha(cr, t.opacity());
+  cairo_restore(cr);
+  cairo_surface_destroy(copy);
 }
 
 void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
