@@ -157,7 +157,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         stack.push_back(ProgressView(r.number(), r.number(), Text("e"), Text("1")));
         break;
       case 19:
-        stack.push_back(Image(r.byte() % 2 ? "missing" : "other").resizable());
+        static const char* kNames[] = {"missing", "ic_flame", "ic_badge", "ic_broken"};
+        stack.push_back(Image(kNames[r.byte() % 4]).resizable());
         break;
       case 20:
         stack.push_back(Link("kalomate://x", pop()).widgetURL("kalomate://y"));
@@ -171,9 +172,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const Size wanted{std::fmod(std::abs(r.number()), 200.0), std::fmod(std::abs(r.number()), 200.0)};
   const Size container{std::isfinite(wanted.width) ? wanted.width : 50,
                        std::isfinite(wanted.height) ? wanted.height : 50};
-  const DisplayList list = layout(root, container);
-  (void)displayListToJson(list, "k", "f", ColorScheme::dark, nullptr).dump();
+  static const AssetCatalog* catalog = [] {
+    auto loaded = AssetCatalog::load(KM_SOURCE_DIR "/tests/ui/fixtures/Test.xcassets");
+    return new AssetCatalog(loaded ? std::move(loaded.value()) : AssetCatalog());
+  }();
+  const DisplayList list = layout(root, container, LayoutOptions{catalog});
+  (void)displayListToJson(list, "k", "f", ColorScheme::dark, catalog).dump();
   RenderOptions o;
+  o.assets = catalog;
   o.scale = 1;
   o.cornerRadius = 5;
   o.renderingMode = static_cast<RenderingMode>(size_t(container.width) % 3);
