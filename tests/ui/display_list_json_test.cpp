@@ -69,6 +69,14 @@ TEST(DisplayListJsonTest, DumpsItemsWithResolvedColours) {
   EXPECT_EQ(ring["stroke"]["stops"][1]["colorName"], "Brand/accent");
   EXPECT_EQ(ring["stroke"]["stops"][1]["location"], 1);
   EXPECT_EQ(ring["frame"][2], 40);
+  // Half of a circle of radius 20: from three o'clock, 180 degrees clockwise on screen.
+  const json& path = ring["path"];
+  ASSERT_GE(path.size(), 2u);
+  EXPECT_EQ(path[0][0], "M");
+  EXPECT_EQ(path[1][0], "A");
+  EXPECT_EQ(path[1][3], 20);
+  EXPECT_EQ(path[1][4], 0);
+  EXPECT_EQ(path[1][5], 180);
 
   const json& image = items[2];
   EXPECT_EQ(image["type"], "image");

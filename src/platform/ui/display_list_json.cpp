@@ -13,6 +13,29 @@ double rounded(double v) {
   return r == 0 ? 0 : r;  // no "-0"
 }
 
+// The outline as a list of elements: ["M",x,y], ["L",x,y], ["A",cx,cy,r,startDeg,sweepDeg]
+// (sweep positive clockwise on screen), ["C",x1,y1,x2,y2,x,y], ["Z"].
+json pathJson(const Path& path) {
+  json out = json::array();
+  constexpr double kDegrees = 180 / 3.14159265358979323846;
+  for (const auto& e : path.elements()) {
+    if (const auto* m = std::get_if<Path::MoveTo>(&e)) {
+      out.push_back({"M", rounded(m->to.x), rounded(m->to.y)});
+    } else if (const auto* l = std::get_if<Path::LineTo>(&e)) {
+      out.push_back({"L", rounded(l->to.x), rounded(l->to.y)});
+    } else if (const auto* a = std::get_if<Path::Arc>(&e)) {
+      out.push_back({"A", rounded(a->center.x), rounded(a->center.y), rounded(a->radius),
+                     rounded(a->startAngle * kDegrees), rounded(a->sweep * kDegrees)});
+    } else if (const auto* c = std::get_if<Path::CurveTo>(&e)) {
+      out.push_back({"C", rounded(c->control1.x), rounded(c->control1.y), rounded(c->control2.x),
+                     rounded(c->control2.y), rounded(c->to.x), rounded(c->to.y)});
+    } else {
+      out.push_back({"Z"});
+    }
+  }
+  return out;
+}
+
 json frameJson(const Rect& r) {
   return json::array({rounded(r.x), rounded(r.y), rounded(r.width), rounded(r.height)});
 }
@@ -104,6 +127,7 @@ class Writer {
               }
             }
             out["trim"] = {rounded(c.trimFrom), rounded(c.trimTo)};
+            out["path"] = pathJson(c.path);
           }
         },
         item.content);

@@ -13,7 +13,9 @@ namespace km {
 //    "containerBackground": paint or null, "items": [...]}
 // with items back to front: texts {"type":"text","text","frame":[x,y,w,h],"font":{"size",
 // "weight"},"color"}, links {"type":"link","url","frame"}, images {"type":"image","name",
-// "frame","tint"} and shapes {"type":"shape","kind","frame","fill"|"stroke",...,"trim":[from,to]}.
+// "frame","tint"} and shapes {"type":"shape","kind","frame","fill"|"stroke",...,"trim":[from,to],
+// "path":[...]} (the drawn outline: ["M",x,y], ["L",x,y], ["A",cx,cy,r,startDegrees,
+// sweepDegrees] with the sweep positive clockwise on screen, ["C",...], ["Z"]).
 // Colours are "#RRGGBBAA" resolved for `scheme`; a named colour also keeps its name
 // ("colorName", "tintName", "fillName", "strokeName"). Gradients are objects with their stops.
 // Items also carry "opacity", "transform" ([xx,yx,xy,yy,x0,y0]), "shadows" and "accentable"
