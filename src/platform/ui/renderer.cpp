@@ -644,6 +644,22 @@ void drawShadow(cairo_t* cr, const DisplayItem& item, const Shadow& sh, const Re
     maxX = std::max(maxX, p.x);
     maxY = std::max(maxY, p.y);
   }
+  // Only the part that can land inside the clip matters: shadows of views far outside the
+  // widget would otherwise cost huge masks.
+  {
+    double cx0, cy0, cx1, cy1;
+    cairo_save(cr);
+    cairo_identity_matrix(cr);
+    cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
+    cairo_restore(cr);
+    double ox = sh.x, oy = sh.y;
+    cairo_user_to_device_distance(cr, &ox, &oy);
+    const double reach = margin / extra;  // the blur's reach in device pixels
+    minX = std::max(minX, cx0 - ox - reach);
+    minY = std::max(minY, cy0 - oy - reach);
+    maxX = std::min(maxX, cx1 - ox + reach);
+    maxY = std::min(maxY, cy1 - oy + reach);
+  }
   const double width = (maxX - minX) * extra + 2 * margin;
   const double height = (maxY - minY) * extra + 2 * margin;
   if (!(width > 0 && height > 0 && width <= 8192 && height <= 8192)) return;
