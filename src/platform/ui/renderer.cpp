@@ -550,6 +550,32 @@ void drawImage(cairo_t* cr, const DisplayItem& item, const DisplayImage& image,
   cairo_surface_destroy(copy);
 }
 
+// Whether a shape can show inside the clip at a sane size. Cairo flattens arcs into segments
+// by the pixel, so a circle with a radius of millions of pixels (a frame gone wild in a
+// widget's arithmetic) would take minutes; such shapes, and shapes wholly outside the clip,
+// are not drawn.
+bool worthDrawing(cairo_t* cr, const DisplayShape& shape) {
+  constexpr double kLargestSide = 65536;  // device pixels
+  const Rect b = shape.path.boundingRect();
+  const double pad = shape.stroke ? shape.strokeStyle.lineWidth * shape.strokeStyle.miterLimit : 0;
+  double minX = kInfinity, minY = kInfinity, maxX = -kInfinity, maxY = -kInfinity;
+  for (Point p : {Point{b.x - pad, b.y - pad}, Point{b.maxX() + pad, b.y - pad},
+                  Point{b.x - pad, b.maxY() + pad}, Point{b.maxX() + pad, b.maxY() + pad}}) {
+    cairo_user_to_device(cr, &p.x, &p.y);
+    minX = std::min(minX, p.x);
+    minY = std::min(minY, p.y);
+    maxX = std::max(maxX, p.x);
+    maxY = std::max(maxY, p.y);
+  }
+  if (!(maxX - minX <= kLargestSide && maxY - minY <= kLargestSide)) return false;
+  double cx0, cy0, cx1, cy1;
+  cairo_save(cr);
+  cairo_identity_matrix(cr);
+  cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
+  cairo_restore(cr);
+  return maxX >= cx0 && minX <= cx1 && maxY >= cy0 && minY <= cy1;
+}
+
 void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
                  const ColorTreatment& t) {
   std::visit(
@@ -560,7 +586,7 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
           TextEngine::shared().draw(cr, {c.text, c.font, c.wrapWidth, c.maxLines, c.alignment},
                                     item.frame.origin());
         } else if constexpr (std::is_same_v<T, DisplayShape>) {
-          if (c.path.isEmpty()) return;
+          if (c.path.isEmpty() || !worthDrawing(cr, c)) return;
           cairo_new_path(cr);
           appendPath(cr, c.path);
           const Paint* paint = c.fill ? &*c.fill : c.stroke ? &*c.stroke : nullptr;
