@@ -648,13 +648,14 @@ void drawShadow(cairo_t* cr, const DisplayItem& item, const Shadow& sh, const Re
   ColorTreatment base(o, item.accentable, item.opacity);
   const RGBA color = base(sh.color);
   if (color.alpha <= 0) return;
-  // Work in device pixels, at least three per point so vector output gets a smooth shadow.
+  // Work in device pixels; vector output gets three per point so its shadow image is smooth.
   cairo_matrix_t ctm;
   cairo_get_matrix(cr, &ctm);
   const double deviceScale = std::sqrt(std::abs(ctm.xx * ctm.yy - ctm.xy * ctm.yx));
-  const double extra = deviceScale < 2 ? 3 / std::max(deviceScale, 1e-6) : 1;
-  // Blurs wider than a widget are pointless; the cap also keeps the arithmetic in range.
-  const double sigma = std::min(sh.radius / 2 * deviceScale * extra, 200.0);
+  const double extra = !rasterTarget(cr) && deviceScale < 2 ? 3 / std::max(deviceScale, 1e-6) : 1;
+  // Widget shadows blur by a few points; the cap (about 40 points at three pixels per point)
+  // keeps the mask, which grows with the blur's reach, to a sane size.
+  const double sigma = std::min(sh.radius / 2 * deviceScale * extra, 64.0);
   const int margin = static_cast<int>(std::ceil(sigma * 3)) + 2;
   double pad = 0;
   if (const auto* shape = std::get_if<DisplayShape>(&item.content); shape && shape->stroke) {
