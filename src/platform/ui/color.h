@@ -32,6 +32,11 @@ class Color {
   static Color white() { return sRGB(1, 1, 1); }
   static Color black() { return sRGB(0, 0, 0); }
   static Color clear() { return sRGB(0, 0, 0, 0); }
+  // The system's adaptive text colours: primary is black in light appearance and white in dark;
+  // secondary is the same at 60% opacity. They are named colours with reserved names (asset
+  // names never start with a dot) and resolve like asset colours.
+  static Color primary() { return named(".primary"); }
+  static Color secondary() { return named(".secondary"); }
 
   bool isNamed() const { return !name_.empty(); }
   // The asset name; empty for a fixed colour.

@@ -1,0 +1,384 @@
+#include "platform/ui/asset_catalog.h"
+
+#include <cairo.h>
+#include <librsvg/rsvg.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <sstream>
+
+namespace km {
+namespace {
+
+using nlohmann::json;
+
+std::optional<json> readJson(const std::filesystem::path& file) {
+  std::ifstream in(file);
+  if (!in) return std::nullopt;
+  json j = json::parse(in, nullptr, /*allow_exceptions=*/false);
+  if (j.is_discarded()) return std::nullopt;
+  return j;
+}
+
+// A colour component as Xcode writes it: a float ("0.502"), a hexadecimal byte ("0x80") or an
+// integer on the 0–255 scale ("128"). Alpha is always a float. Out-of-range values clamp.
+std::optional<double> component(const json& value, bool isAlpha) {
+  double v = 0;
+  if (value.is_number()) {
+    v = value.get<double>();
+    if (!isAlpha && value.is_number_integer() && v > 1) v /= 255.0;
+  } else if (value.is_string()) {
+    const std::string text = value.get<std::string>();
+    if (text.empty()) return std::nullopt;
+    try {
+      size_t used = 0;
+      if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+        v = static_cast<double>(std::stoul(text.substr(2), &used, 16)) / 255.0;
+        used += 2;
+      } else if (!isAlpha && text.find_first_of(".eE") == std::string::npos) {
+        v = static_cast<double>(std::stol(text, &used)) / 255.0;
+      } else {
+        v = std::stod(text, &used);
+      }
+      if (used != text.size()) return std::nullopt;
+    } catch (const std::exception&) {
+      return std::nullopt;
+    }
+  } else {
+    return std::nullopt;
+  }
+  if (!std::isfinite(v)) return std::nullopt;
+  return std::clamp(v, 0.0, 1.0);
+}
+
+std::optional<RGBA> parseColor(const json& color) {
+  if (!color.is_object()) return std::nullopt;
+  auto comps = color.find("components");
+  if (comps == color.end() || !comps->is_object()) return std::nullopt;
+  RGBA out;
+  auto get = [&](const char* key, bool alpha, double fallback) -> std::optional<double> {
+    auto it = comps->find(key);
+    if (it == comps->end()) return fallback;
+    return component(*it, alpha);
+  };
+  if (comps->contains("white")) {  // grey colour spaces
+    auto w = get("white", false, 0);
+    if (!w) return std::nullopt;
+    out.red = out.green = out.blue = *w;
+  } else {
+    auto r = get("red", false, -1), g = get("green", false, -1), b = get("blue", false, -1);
+    if (!r || !g || !b || *r < 0 || *g < 0 || *b < 0) return std::nullopt;
+    out.red = *r;
+    out.green = *g;
+    out.blue = *b;
+  }
+  auto a = get("alpha", true, 1);
+  if (!a) return std::nullopt;
+  out.alpha = *a;
+  return out;
+}
+
+// The size an SVG declares on its root element (width and height in px or pt, or else its view
+// box), read without librsvg: parsing every icon up front costs librsvg several megabytes and
+// milliseconds, and a widget draws only a few of them. nullopt when the declaration needs a real
+// SVG engine to interpret (other units), in which case librsvg is asked at once.
+std::optional<Size> declaredSvgSize(const std::string& svg) {
+  const size_t start = svg.find("<svg");
+  if (start == std::string::npos) return std::nullopt;
+  const size_t end = svg.find('>', start);
+  if (end == std::string::npos) return std::nullopt;
+  const std::string tag = svg.substr(start, end - start);
+  auto attribute = [&tag](const char* name) -> std::optional<std::string> {
+    const std::regex re(std::string(R"((?:^|\s))") + name + R"(\s*=\s*["']([^"']*)["'])");
+    std::smatch m;
+    if (std::regex_search(tag, m, re)) return m[1].str();
+    return std::nullopt;
+  };
+  // nullopt: absent or relative (a percentage: the view box decides); NaN: a unit we do not know.
+  auto length = [](const std::optional<std::string>& text) -> std::optional<double> {
+    if (!text) return std::nullopt;
+    static const std::regex re(R"(^\s*([0-9]*\.?[0-9]+(?:[eE][-+]?[0-9]+)?)\s*(px|pt|%)?\s*$)");
+    std::smatch m;
+    if (!std::regex_match(*text, m, re)) return std::nan("");
+    if (m[2] == "%") return std::nullopt;
+    return std::stod(m[1].str());
+  };
+  const auto w = length(attribute("width")), h = length(attribute("height"));
+  if ((w && std::isnan(*w)) || (h && std::isnan(*h))) return std::nullopt;
+  if (w && h) return Size{*w, *h};
+  if (auto box = attribute("viewBox")) {
+    std::string text = *box;
+    std::replace(text.begin(), text.end(), ',', ' ');
+    std::istringstream in(text);
+    double x, y, bw, bh;
+    if (in >> x >> y >> bw >> bh) return Size{w.value_or(bw), h.value_or(bh)};
+  }
+  return std::nullopt;
+}
+
+struct GObjectDeleter {
+  void operator()(RsvgHandle* h) const {
+    if (h) g_object_unref(h);
+  }
+};
+RsvgHandle* openSvg(const std::string& bytes) {
+  GError* error = nullptr;
+  RsvgHandle* h = rsvg_handle_new_from_data(reinterpret_cast<const guint8*>(bytes.data()),
+                                            bytes.size(), &error);
+  if (error) g_error_free(error);
+  if (h) rsvg_handle_set_dpi(h, 72);  // so that "pt" lengths, like px, count one per point
+  return h;
+}
+
+struct SurfaceDeleter {
+  void operator()(cairo_surface_t* s) const {
+    if (s) cairo_surface_destroy(s);
+  }
+};
+
+}  // namespace
+
+struct AssetCatalog::Data {
+  struct ColorSet {
+    std::optional<RGBA> any, light, dark;
+  };
+  struct ImageSet {
+    Size size;
+    bool isTemplate = false;
+    std::string svgBytes;  // parsed on first draw
+    mutable std::unique_ptr<RsvgHandle, GObjectDeleter> svg;
+    std::unique_ptr<cairo_surface_t, SurfaceDeleter> bitmap;
+  };
+  std::map<std::string, ColorSet, std::less<>> colors;
+  std::map<std::string, ImageSet, std::less<>> images;
+  mutable std::mutex drawMutex;
+
+  void readColorSet(const std::filesystem::path& dir, const std::string& name) {
+    auto contents = readJson(dir / "Contents.json");
+    if (!contents || !contents->contains("colors") || !(*contents)["colors"].is_array()) return;
+    ColorSet set;
+    for (const json& entry : (*contents)["colors"]) {
+      if (!entry.is_object()) continue;
+      auto rgba = parseColor(entry.value("color", json::object()));
+      if (!rgba) continue;
+      std::string appearance;
+      if (auto it = entry.find("appearances"); it != entry.end() && it->is_array()) {
+        for (const json& a : *it) {
+          if (a.is_object() && a.value("appearance", "") == "luminosity") {
+            appearance = a.value("value", "");
+          }
+        }
+      }
+      if (appearance == "dark") {
+        set.dark = rgba;
+      } else if (appearance == "light") {
+        set.light = rgba;
+      } else if (appearance.empty()) {
+        set.any = rgba;
+      }
+    }
+    if (set.any || set.light || set.dark) colors[name] = set;
+  }
+
+  void readImageSet(const std::filesystem::path& dir, const std::string& name) {
+    auto contents = readJson(dir / "Contents.json");
+    if (!contents) return;
+    ImageSet set;
+    if (auto props = contents->find("properties"); props != contents->end() && props->is_object()) {
+      set.isTemplate = props->value("template-rendering-intent", "") == "template";
+    }
+    if (!contents->contains("images") || !(*contents)["images"].is_array()) return;
+    // Prefer a vector file; otherwise the largest-scale bitmap.
+    double bestScale = 0;
+    for (const json& entry : (*contents)["images"]) {
+      if (!entry.is_object() || !entry.contains("filename")) continue;
+      const std::string file = entry.value("filename", "");
+      const std::filesystem::path path = dir / file;
+      std::string ext = path.extension().string();
+      std::transform(ext.begin(), ext.end(), ext.begin(), ::tolower);
+      if (ext == ".svg" && !set.svg && set.svgBytes.empty()) {
+        // Read the bytes ourselves: opening by file name goes through GIO, whose virtual file
+        // system modules cost several megabytes of memory for nothing we need.
+        std::ifstream in(path, std::ios::binary);
+        const std::string bytes((std::istreambuf_iterator<char>(in)),
+                                std::istreambuf_iterator<char>());
+        if (bytes.empty()) continue;
+        if (auto declared = declaredSvgSize(bytes)) {
+          set.size = *declared;
+          set.svgBytes = bytes;
+          continue;
+        }
+        RsvgHandle* h = openSvg(bytes);
+        if (!h) continue;
+        gdouble w = 0, hgt = 0;
+        if (!rsvg_handle_get_intrinsic_size_in_pixels(h, &w, &hgt)) {
+          gboolean hasW = FALSE, hasH = FALSE, hasViewBox = FALSE;
+          RsvgLength lw, lh;
+          RsvgRectangle viewBox;
+          rsvg_handle_get_intrinsic_dimensions(h, &hasW, &lw, &hasH, &lh, &hasViewBox, &viewBox);
+          if (hasViewBox) {
+            w = viewBox.width;
+            hgt = viewBox.height;
+          }
+        }
+        set.svg.reset(h);
+        set.size = {w, hgt};
+      } else if (ext == ".png" && !set.svg && set.svgBytes.empty()) {
+        std::string scaleText = entry.value("scale", "1x");
+        const double scale = std::max(1.0, std::atof(scaleText.c_str()));
+        if (scale <= bestScale) continue;
+        cairo_surface_t* s = cairo_image_surface_create_from_png(path.c_str());
+        if (cairo_surface_status(s) != CAIRO_STATUS_SUCCESS) {
+          cairo_surface_destroy(s);
+          continue;
+        }
+        bestScale = scale;
+        set.bitmap.reset(s);
+        set.size = {cairo_image_surface_get_width(s) / scale,
+                    cairo_image_surface_get_height(s) / scale};
+      }
+    }
+    if (set.svg || set.bitmap || !set.svgBytes.empty()) images[name] = std::move(set);
+  }
+
+  void scan(const std::filesystem::path& dir, const std::string& prefix) {
+    std::error_code ec;
+    std::vector<std::filesystem::path> entries;
+    for (const auto& e : std::filesystem::directory_iterator(dir, ec)) {
+      if (e.is_directory(ec)) entries.push_back(e.path());
+    }
+    std::sort(entries.begin(), entries.end());
+    for (const auto& path : entries) {
+      const std::string ext = path.extension().string();
+      const std::string stem = path.stem().string();
+      if (ext == ".colorset") {
+        readColorSet(path, prefix + stem);
+      } else if (ext == ".imageset") {
+        readImageSet(path, prefix + stem);
+      } else if (ext.empty()) {
+        std::string inner = prefix;
+        if (auto contents = readJson(path / "Contents.json")) {
+          auto props = contents->find("properties");
+          if (props != contents->end() && props->is_object() &&
+              props->value("provides-namespace", false)) {
+            inner += path.filename().string() + "/";
+          }
+        }
+        scan(path, inner);
+      }
+    }
+  }
+};
+
+AssetCatalog::AssetCatalog() : data_(std::make_unique<Data>()) {}
+AssetCatalog::~AssetCatalog() = default;
+AssetCatalog::AssetCatalog(AssetCatalog&&) noexcept = default;
+AssetCatalog& AssetCatalog::operator=(AssetCatalog&&) noexcept = default;
+
+Result<AssetCatalog> AssetCatalog::load(const std::filesystem::path& folder) {
+  std::error_code ec;
+  if (!std::filesystem::is_directory(folder, ec)) {
+    return Error{"asset catalogue not found: " + folder.string()};
+  }
+  AssetCatalog catalog;
+  catalog.data_->scan(folder, "");
+  return catalog;
+}
+
+std::optional<RGBA> AssetCatalog::color(std::string_view name, ColorScheme scheme) const {
+  auto it = data_->colors.find(name);
+  if (it == data_->colors.end()) return std::nullopt;
+  const auto& set = it->second;
+  if (scheme == ColorScheme::dark && set.dark) return set.dark;
+  if (set.any) return set.any;
+  if (set.light) return set.light;
+  return set.dark;
+}
+
+std::vector<std::string> AssetCatalog::colorNames() const {
+  std::vector<std::string> out;
+  for (const auto& [name, set] : data_->colors)
+    out.push_back(name);
+  return out;
+}
+
+bool AssetCatalog::hasImage(std::string_view name) const {
+  return data_->images.find(name) != data_->images.end();
+}
+
+std::optional<Size> AssetCatalog::imageSize(std::string_view name) const {
+  auto it = data_->images.find(name);
+  if (it == data_->images.end()) return std::nullopt;
+  return it->second.size;
+}
+
+bool AssetCatalog::isTemplateImage(std::string_view name) const {
+  auto it = data_->images.find(name);
+  return it != data_->images.end() && it->second.isTemplate;
+}
+
+std::vector<std::string> AssetCatalog::imageNames() const {
+  std::vector<std::string> out;
+  for (const auto& [name, set] : data_->images)
+    out.push_back(name);
+  return out;
+}
+
+bool AssetCatalog::drawImage(cairo_t* cr, std::string_view name, const Rect& rect) const {
+  auto it = data_->images.find(name);
+  if (it == data_->images.end() || rect.width <= 0 || rect.height <= 0) return false;
+  const auto& set = it->second;
+  std::lock_guard lock(data_->drawMutex);
+  if (!set.svg && !set.svgBytes.empty()) set.svg.reset(openSvg(set.svgBytes));
+  if (set.svg) {
+    RsvgRectangle viewport{rect.x, rect.y, rect.width, rect.height};
+    GError* error = nullptr;
+    const bool ok = rsvg_handle_render_document(set.svg.get(), cr, &viewport, &error);
+    if (error) g_error_free(error);
+    return ok;
+  }
+  if (!set.bitmap) return false;  // an SVG that librsvg cannot read
+  cairo_save(cr);
+  cairo_translate(cr, rect.x, rect.y);
+  cairo_scale(cr, rect.width / cairo_image_surface_get_width(set.bitmap.get()),
+              rect.height / cairo_image_surface_get_height(set.bitmap.get()));
+  cairo_set_source_surface(cr, set.bitmap.get(), 0, 0);
+  cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_GOOD);
+  cairo_paint(cr);
+  cairo_restore(cr);
+  return true;
+}
+
+RGBA resolveColor(const Color& color, ColorScheme scheme, const AssetCatalog* catalog) {
+  RGBA out;
+  if (!color.isNamed()) {
+    out = color.components();
+  } else if (color.name() == ".primary" || color.name() == ".secondary") {
+    const double v = scheme == ColorScheme::dark ? 1 : 0;
+    out = {v, v, v, color.name() == ".primary" ? 1.0 : 0.6};
+  } else if (auto found = catalog ? catalog->color(color.name(), scheme) : std::nullopt) {
+    out = *found;
+  } else {
+    out = kMissingColor;
+  }
+  out.alpha *= color.opacityFactor();
+  return out;
+}
+
+std::string hexString(const RGBA& c) {
+  auto byte = [](double v) {
+    return static_cast<int>(std::lround(std::clamp(std::isnan(v) ? 0.0 : v, 0.0, 1.0) * 255));
+  };
+  char buf[10];
+  std::snprintf(buf, sizeof buf, "#%02X%02X%02X%02X", byte(c.red), byte(c.green), byte(c.blue),
+                byte(c.alpha));
+  return buf;
+}
+
+}  // namespace km

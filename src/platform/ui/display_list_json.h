@@ -1,0 +1,25 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string_view>
+
+#include "platform/ui/asset_catalog.h"
+#include "platform/ui/display_list.h"
+
+namespace km {
+
+// The machine-readable form of a laid-out display list, for tests and tools:
+//   {"kind", "family", "size": {"width", "height"}, "widgetURL": string or null,
+//    "containerBackground": paint or null, "items": [...]}
+// with items back to front: texts {"type":"text","text","frame":[x,y,w,h],"font":{"size",
+// "weight"},"color"}, links {"type":"link","url","frame"}, images {"type":"image","name",
+// "frame","tint"} and shapes {"type":"shape","kind","frame","fill"|"stroke",...,"trim":[from,to]}.
+// Colours are "#RRGGBBAA" resolved for `scheme`; a named colour also keeps its name
+// ("colorName", "tintName", "fillName", "strokeName"). Gradients are objects with their stops.
+// Items also carry "opacity", "transform" ([xx,yx,xy,yy,x0,y0]), "shadows" and "accentable"
+// when those differ from the defaults. Numbers are rounded to thousandths of a point.
+nlohmann::json displayListToJson(const DisplayList& list, std::string_view kind,
+                                 std::string_view family, ColorScheme scheme,
+                                 const AssetCatalog* catalog);
+
+}  // namespace km

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string_view>
+
+namespace km {
+
+enum class FontWeight { regular, medium, semibold, bold };
+
+// How the lines of a multi-line text align with each other (leading is the right edge in
+// right-to-left paragraphs).
+enum class TextAlignment { leading, center, trailing };
+
+std::string_view fontWeightName(FontWeight weight);
+
+// A system font at a point size and weight. The text styles are the phone's sizes for its
+// default content size category. A small value type.
+struct Font {
+  double size = 17;
+  FontWeight weight = FontWeight::regular;
+
+  static constexpr Font system(double size, FontWeight weight = FontWeight::regular) {
+    return {size, weight};
+  }
+  static constexpr Font headline() { return {17, FontWeight::semibold}; }
+  static constexpr Font body() { return {17, FontWeight::regular}; }
+  static constexpr Font caption() { return {12, FontWeight::regular}; }
+  friend bool operator==(const Font&, const Font&) = default;
+};
+
+}  // namespace km

@@ -1,0 +1,589 @@
+#include "platform/ui/layout.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <unordered_map>
+
+#include "platform/ui/asset_catalog.h"
+#include "platform/ui/text_engine.h"
+#include "platform/ui/view_node.h"
+
+namespace km {
+namespace {
+
+constexpr double kDefaultSpacing = 8;
+constexpr double kShapeIdealSize = 10;  // what shapes and readers choose when asked for ideal
+constexpr Size kMissingImageSize{16, 16};
+
+struct Env {
+  Font font = Font::body();
+  Color foreground = Color::primary();
+  std::optional<int> lineLimit;
+  double minimumScaleFactor = 1;
+  bool accentable = false;
+  TextAlignment textAlignment = TextAlignment::leading;
+  std::optional<StackAxis> stackAxis;  // the enclosing stack, for spacers
+};
+
+struct PlaceContext {
+  AffineTransform transform;
+  double opacity = 1;
+  std::vector<Shadow> shadows;
+};
+
+struct MemoKey {
+  const ViewNode* node;
+  double pw, ph;
+  double fontSize;
+  int weight;
+  int lineLimit;
+  double minScale;
+  int axis;
+  bool operator==(const MemoKey&) const = default;
+};
+
+struct MemoHash {
+  size_t operator()(const MemoKey& k) const {
+    size_t h = std::hash<const void*>()(k.node);
+    auto mix = [&h](double d) { h = h * 1000003u ^ std::hash<double>()(d); };
+    mix(k.pw);
+    mix(k.ph);
+    mix(k.fontSize);
+    mix(k.weight * 31 + k.lineLimit * 7 + k.axis);
+    mix(k.minScale);
+    return h;
+  }
+};
+
+// nullopt is kept apart from every number in memo keys.
+double keyOf(std::optional<double> v) {
+  return v ? *v : -1e300;
+}
+
+double alignOffset(HorizontalAlignment a, double space) {
+  switch (a) {
+    case HorizontalAlignment::leading:
+      return 0;
+    case HorizontalAlignment::center:
+      return space / 2;
+    case HorizontalAlignment::trailing:
+      return space;
+  }
+  return 0;
+}
+
+double alignOffset(VerticalAlignment a, double space) {
+  switch (a) {
+    case VerticalAlignment::top:
+      return 0;
+    case VerticalAlignment::center:
+      return space / 2;
+    case VerticalAlignment::bottom:
+      return space;
+  }
+  return 0;
+}
+
+Rect aligned(const Rect& container, Size child, Alignment a) {
+  return {container.x + alignOffset(a.horizontal, container.width - child.width),
+          container.y + alignOffset(a.vertical, container.height - child.height), child.width,
+          child.height};
+}
+
+std::optional<double> shrink(std::optional<double> v, double by) {
+  if (!v) return v;
+  return std::max(0.0, *v - by);
+}
+
+ProposedSize fixedProposal(const FixedSizeNode& n, ProposedSize p) {
+  return {n.horizontal ? std::nullopt : p.width, n.vertical ? std::nullopt : p.height};
+}
+
+bool isSpacer(const View& v) {
+  return std::holds_alternative<SpacerNode>(v.node()->content);
+}
+
+struct ChildLayout {
+  ProposedSize proposal;
+  Size size;
+};
+
+class Layouter {
+ public:
+  explicit Layouter(const LayoutOptions& options) : options_(options) {}
+
+  Size size(const View& v, ProposedSize p, const Env& env) {
+    const MemoKey key{v.node().get(),
+                      keyOf(p.width),
+                      keyOf(p.height),
+                      env.font.size,
+                      static_cast<int>(env.font.weight),
+                      env.lineLimit.value_or(-1),
+                      env.minimumScaleFactor,
+                      env.stackAxis ? static_cast<int>(*env.stackAxis) : -1};
+    if (auto it = memo_.find(key); it != memo_.end()) return it->second;
+    const Size s = computeSize(v, p, env);
+    memo_.emplace(key, s);
+    return s;
+  }
+
+  void place(const View& v, const Rect& frame, ProposedSize p, const Env& env,
+             const PlaceContext& ctx);
+
+  DisplayList list;
+
+ private:
+  Size computeSize(const View& v, ProposedSize p, const Env& env);
+  std::vector<ChildLayout> stackChildren(const StackNode& s, ProposedSize p, const Env& env);
+  Size stackSize(const StackNode& s, const std::vector<ChildLayout>& kids) const;
+  Size imageSize(const ImageNode& n, ProposedSize p) const;
+  ProposedSize frameChildProposal(const FrameNode& f, ProposedSize p) const;
+  Size frameSize(const FrameNode& f, ProposedSize p, Size child) const;
+  View progressBody(const ProgressNode& n, Size size, const Env& env) const;
+  TextFit fitText(const TextNode& t, ProposedSize p, const Env& env) const {
+    return TextEngine::shared().fit(t.text, env.font, env.lineLimit, env.minimumScaleFactor, p);
+  }
+  Env childEnv(const Env& env, std::optional<StackAxis> axis) const {
+    Env e = env;
+    e.stackAxis = axis;
+    return e;
+  }
+  void emit(const Rect& frame, const Env& env, const PlaceContext& ctx,
+            decltype(DisplayItem::content) content) {
+    DisplayItem item;
+    item.frame = frame;
+    item.transform = ctx.transform;
+    item.opacity = ctx.opacity;
+    item.shadows = ctx.shadows;
+    item.accentable = env.accentable;
+    item.content = std::move(content);
+    list.items.push_back(std::move(item));
+  }
+
+  LayoutOptions options_;
+  std::unordered_map<MemoKey, Size, MemoHash> memo_;
+};
+
+Size Layouter::imageSize(const ImageNode& n, ProposedSize p) const {
+  std::optional<Size> own = options_.assets ? options_.assets->imageSize(n.name) : std::nullopt;
+  const Size intrinsic = own.value_or(kMissingImageSize);
+  if (!n.resizable) return intrinsic;
+  if (n.fit && intrinsic.width > 0 && intrinsic.height > 0) {
+    double scale = kInfinity;
+    if (p.width) scale = std::min(scale, *p.width / intrinsic.width);
+    if (p.height) scale = std::min(scale, *p.height / intrinsic.height);
+    if (!std::isfinite(scale)) scale = 1;
+    return {intrinsic.width * scale, intrinsic.height * scale};
+  }
+  return {p.width.value_or(intrinsic.width), p.height.value_or(intrinsic.height)};
+}
+
+std::vector<ChildLayout> Layouter::stackChildren(const StackNode& s, ProposedSize p,
+                                                 const Env& env) {
+  std::vector<ChildLayout> out(s.children.size());
+  const Env inner = childEnv(env, s.axis);
+  if (s.axis == StackAxis::depth) {
+    for (size_t i = 0; i < s.children.size(); ++i) {
+      out[i] = {p, size(s.children[i], p, inner)};
+    }
+    return out;
+  }
+  const bool horizontal = s.axis == StackAxis::horizontal;
+  const std::optional<double> along = horizontal ? p.width : p.height;
+  const std::optional<double> across = horizontal ? p.height : p.width;
+  auto proposal = [&](std::optional<double> a) {
+    return horizontal ? ProposedSize{a, across} : ProposedSize{across, a};
+  };
+  auto length = [&](Size sz) { return horizontal ? sz.width : sz.height; };
+
+  std::vector<size_t> order;
+  for (size_t i = 0; i < s.children.size(); ++i) {
+    if (!s.children[i].isEmpty()) order.push_back(i);
+  }
+  if (!along) {
+    for (size_t i : order) {
+      out[i] = {proposal(std::nullopt), size(s.children[i], proposal(std::nullopt), inner)};
+    }
+    return out;
+  }
+  // Least flexible first: each child is offered an equal share of what the earlier ones left.
+  std::vector<double> flexibility(s.children.size(), 0);
+  for (size_t i : order) {
+    const double most = length(size(s.children[i], proposal(kInfinity), inner));
+    const double least = length(size(s.children[i], proposal(0.0), inner));
+    flexibility[i] = most - least;
+  }
+  // Spacers go last and only take what the others leave: a text next to a spacer keeps its
+  // whole width when it fits, as on the phone.
+  std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
+    const bool sa = isSpacer(s.children[a]), sb = isSpacer(s.children[b]);
+    if (sa != sb) return !sa;
+    return flexibility[a] < flexibility[b];
+  });
+  double remaining = *along;
+  {
+    // Spacing between neighbours in declaration order.
+    std::vector<size_t> declared = order;
+    std::sort(declared.begin(), declared.end());
+    for (size_t k = 1; k < declared.size(); ++k) {
+      const View& a = s.children[declared[k - 1]];
+      const View& b = s.children[declared[k]];
+      remaining -= s.spacing ? *s.spacing : (isSpacer(a) || isSpacer(b) ? 0 : kDefaultSpacing);
+    }
+  }
+  auto spacerMinimum = [&](size_t i) { return length(size(s.children[i], proposal(0.0), inner)); };
+  size_t others = 0, spacers = 0;
+  double reserved = 0;  // the spacers' minimum lengths, kept back while the others choose
+  for (size_t i : order) {
+    if (isSpacer(s.children[i])) {
+      ++spacers;
+      reserved += spacerMinimum(i);
+    } else {
+      ++others;
+    }
+  }
+  if (std::isfinite(remaining)) remaining -= reserved;
+  bool released = false;
+  for (size_t i : order) {
+    const bool spacer = isSpacer(s.children[i]);
+    if (spacer && !released) {
+      if (std::isfinite(remaining)) remaining += reserved;
+      released = true;
+    }
+    size_t& left = spacer ? spacers : others;
+    double share =
+        std::isfinite(remaining) ? std::max(0.0, remaining / static_cast<double>(left)) : remaining;
+    const ProposedSize offer = proposal(share);
+    const Size chosen = size(s.children[i], offer, inner);
+    out[i] = {offer, chosen};
+    if (std::isfinite(remaining)) remaining -= length(chosen);
+    --left;
+  }
+  return out;
+}
+
+Size Layouter::stackSize(const StackNode& s, const std::vector<ChildLayout>& kids) const {
+  Size total;
+  bool first = true;
+  const View* previous = nullptr;
+  for (size_t i = 0; i < s.children.size(); ++i) {
+    const View& child = s.children[i];
+    if (child.isEmpty()) continue;
+    const Size c = kids[i].size;
+    switch (s.axis) {
+      case StackAxis::depth:
+        total.width = std::max(total.width, c.width);
+        total.height = std::max(total.height, c.height);
+        break;
+      case StackAxis::horizontal:
+      case StackAxis::vertical: {
+        double gap = 0;
+        if (!first) {
+          gap = s.spacing ? *s.spacing
+                          : (isSpacer(*previous) || isSpacer(child) ? 0 : kDefaultSpacing);
+        }
+        if (s.axis == StackAxis::horizontal) {
+          total.width += gap + c.width;
+          total.height = std::max(total.height, c.height);
+        } else {
+          total.height += gap + c.height;
+          total.width = std::max(total.width, c.width);
+        }
+        break;
+      }
+    }
+    first = false;
+    previous = &child;
+  }
+  return total;
+}
+
+ProposedSize Layouter::frameChildProposal(const FrameNode& f, ProposedSize p) const {
+  const FrameBounds& b = f.bounds;
+  if (f.fixed) {
+    return {b.minWidth ? b.minWidth : p.width, b.minHeight ? b.minHeight : p.height};
+  }
+  auto axis = [](std::optional<double> offer, std::optional<double> lo, std::optional<double> ideal,
+                 std::optional<double> hi) -> std::optional<double> {
+    if (!offer) return ideal;
+    double v = *offer;
+    if (hi) v = std::min(v, *hi);
+    if (lo) v = std::max(v, *lo);
+    return v;
+  };
+  return {axis(p.width, b.minWidth, b.idealWidth, b.maxWidth),
+          axis(p.height, b.minHeight, b.idealHeight, b.maxHeight)};
+}
+
+Size Layouter::frameSize(const FrameNode& f, ProposedSize p, Size child) const {
+  const FrameBounds& b = f.bounds;
+  if (f.fixed) {
+    return {b.minWidth.value_or(child.width), b.minHeight.value_or(child.height)};
+  }
+  // Unset bounds are replaced by the child's size; the offer (or the ideal size when there is
+  // none) is clamped between them, the minimum winning over the maximum.
+  auto axis = [](std::optional<double> offer, std::optional<double> lo, std::optional<double> ideal,
+                 std::optional<double> hi, double c) {
+    if (!lo && !hi) return ideal && !offer ? *ideal : c;
+    double v = offer ? *offer : ideal.value_or(c);
+    v = std::min(v, hi.value_or(c));
+    v = std::max(v, lo.value_or(c));
+    return v;
+  };
+  return {axis(p.width, b.minWidth, b.idealWidth, b.maxWidth, child.width),
+          axis(p.height, b.minHeight, b.idealHeight, b.maxHeight, child.height)};
+}
+
+View Layouter::progressBody(const ProgressNode& n, Size sz, const Env& env) const {
+  double fraction = n.total != 0 ? n.value / n.total : 0;
+  if (std::isnan(fraction)) fraction = 0;
+  fraction = std::clamp(fraction, 0.0, 1.0);
+  const double diameter = std::min(sz.width, sz.height);
+  const double line = std::max(1.0, diameter * 0.09);
+  StrokeStyle track;
+  track.lineWidth = line;
+  StrokeStyle arc = track;
+  arc.lineCap = LineCap::round;
+  const Color fg = env.foreground;
+  return ZStack({
+      Circle().stroke(fg.opacity(0.3), track).padding(line / 2),
+      Circle()
+          .trim(0, fraction)
+          .stroke(fg, arc)
+          .rotationEffect(Angle::degrees(-90))
+          .padding(line / 2),
+      n.currentValueLabel.font(Font::system(std::max(6.0, diameter * 0.17), FontWeight::medium))
+          .lineLimit(2)
+          .minimumScaleFactor(0.5)
+          .multilineTextAlignment(TextAlignment::center)
+          .padding(line * 1.5),
+  });
+}
+
+Size Layouter::computeSize(const View& v, ProposedSize p, const Env& env) {
+  return std::visit(
+      [&](const auto& n) -> Size {
+        using T = std::decay_t<decltype(n)>;
+        if constexpr (std::is_same_v<T, EmptyNode>) {
+          return {};
+        } else if constexpr (std::is_same_v<T, TextNode>) {
+          return fitText(n, p, env).size;
+        } else if constexpr (std::is_same_v<T, ShapeNode> ||
+                             std::is_same_v<T, AccessoryBackgroundNode> ||
+                             std::is_same_v<T, GeometryNode> || std::is_same_v<T, ProgressNode>) {
+          return {p.width.value_or(kShapeIdealSize), p.height.value_or(kShapeIdealSize)};
+        } else if constexpr (std::is_same_v<T, ImageNode>) {
+          return imageSize(n, p);
+        } else if constexpr (std::is_same_v<T, StackNode>) {
+          return stackSize(n, stackChildren(n, p, env));
+        } else if constexpr (std::is_same_v<T, SpacerNode>) {
+          const double minLength = n.minLength.value_or(kDefaultSpacing);
+          auto grow = [&](std::optional<double> offer) {
+            return offer ? std::max(minLength, *offer) : minLength;
+          };
+          if (env.stackAxis == StackAxis::horizontal) return {grow(p.width), 0};
+          if (env.stackAxis == StackAxis::vertical) return {0, grow(p.height)};
+          return {grow(p.width), grow(p.height)};
+        } else if constexpr (std::is_same_v<T, LinkNode>) {
+          return size(n.label, p, env);
+        } else if constexpr (std::is_same_v<T, PaddingNode>) {
+          const EdgeInsets& in = n.insets;
+          const ProposedSize inner{shrink(p.width, in.leading + in.trailing),
+                                   shrink(p.height, in.top + in.bottom)};
+          const Size c = size(n.child, inner, childEnv(env, std::nullopt));
+          return {c.width + in.leading + in.trailing, c.height + in.top + in.bottom};
+        } else if constexpr (std::is_same_v<T, FrameNode>) {
+          const Size c = size(n.child, frameChildProposal(n, p), childEnv(env, std::nullopt));
+          return frameSize(n, p, c);
+        } else if constexpr (std::is_same_v<T, FixedSizeNode>) {
+          return size(n.child, fixedProposal(n, p), env);
+        } else if constexpr (std::is_same_v<T, OverlayNode>) {
+          return size(n.base, p, env);
+        } else if constexpr (std::is_same_v<T, EnvNode>) {
+          Env e = env;
+          if (n.font) e.font = *n.font;
+          if (n.weight) e.font.weight = *n.weight;
+          if (n.lineLimit) e.lineLimit = *n.lineLimit;
+          if (n.minimumScaleFactor) e.minimumScaleFactor = *n.minimumScaleFactor;
+          return size(n.child, p, e);
+        } else {
+          return size(n.child, p, env);  // effects, widgetURL, container background
+        }
+      },
+      v.node()->content);
+}
+
+void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env& env,
+                     const PlaceContext& ctx) {
+  std::visit(
+      [&](const auto& n) {
+        using T = std::decay_t<decltype(n)>;
+        if constexpr (std::is_same_v<T, EmptyNode> || std::is_same_v<T, SpacerNode>) {
+          // Nothing to draw.
+        } else if constexpr (std::is_same_v<T, TextNode>) {
+          const TextFit fit = fitText(n, p, env);
+          emit(frame, env, ctx,
+               DisplayText{n.text, fit.font, fit.wrapWidth, fit.maxLines, env.textAlignment,
+                           env.foreground});
+        } else if constexpr (std::is_same_v<T, ShapeNode>) {
+          DisplayShape shape;
+          shape.kind = n.shape.kind;
+          shape.path = n.shape.pathIn(frame);
+          const Paint paint = n.paint ? *n.paint : Paint{env.foreground};
+          (n.stroked ? shape.stroke : shape.fill) = paint;
+          shape.strokeStyle = n.style;
+          shape.trimFrom = n.shape.trimFrom;
+          shape.trimTo = n.shape.trimTo;
+          emit(frame, env, ctx, std::move(shape));
+        } else if constexpr (std::is_same_v<T, AccessoryBackgroundNode>) {
+          DisplayShape shape;
+          shape.kind = "accessoryWidgetBackground";
+          if (std::abs(frame.width - frame.height) < 0.5) {
+            shape.path.addCircle(frame.center(), std::min(frame.width, frame.height) / 2);
+          } else {
+            shape.path.addRoundedRect(frame, std::min(frame.width, frame.height) * 0.22,
+                                      RoundedCornerStyle::continuous);
+          }
+          shape.fill = Paint{Color::sRGB(1, 1, 1, 0.2)};
+          emit(frame, env, ctx, std::move(shape));
+        } else if constexpr (std::is_same_v<T, ImageNode>) {
+          bool isTemplate = false;
+          if (n.mode) {
+            isTemplate = *n.mode == ImageRenderingMode::template_;
+          } else if (options_.assets) {
+            isTemplate = options_.assets->isTemplateImage(n.name);
+          }
+          emit(frame, env, ctx,
+               DisplayImage{n.name,
+                            isTemplate ? std::optional<Color>(env.foreground) : std::nullopt});
+        } else if constexpr (std::is_same_v<T, StackNode>) {
+          const auto kids = stackChildren(n, p, env);
+          const Env inner = childEnv(env, n.axis);
+          double cursor = 0;
+          const View* previous = nullptr;
+          for (size_t i = 0; i < n.children.size(); ++i) {
+            const View& child = n.children[i];
+            if (child.isEmpty()) continue;
+            const Size c = kids[i].size;
+            Rect r;
+            if (n.axis == StackAxis::depth) {
+              r = aligned(frame, c, n.alignment);
+            } else {
+              if (previous) {
+                cursor += n.spacing
+                              ? *n.spacing
+                              : (isSpacer(*previous) || isSpacer(child) ? 0 : kDefaultSpacing);
+              }
+              if (n.axis == StackAxis::horizontal) {
+                r = {frame.x + cursor,
+                     frame.y + alignOffset(n.alignment.vertical, frame.height - c.height), c.width,
+                     c.height};
+                cursor += c.width;
+              } else {
+                r = {frame.x + alignOffset(n.alignment.horizontal, frame.width - c.width),
+                     frame.y + cursor, c.width, c.height};
+                cursor += c.height;
+              }
+            }
+            previous = &child;
+            place(child, r, kids[i].proposal, inner, ctx);
+          }
+        } else if constexpr (std::is_same_v<T, GeometryNode>) {
+          const View content = n.content ? n.content(GeometryProxy{frame.size()}) : View();
+          const ProposedSize offer{frame.width, frame.height};
+          const Env inner = childEnv(env, std::nullopt);
+          const Size c = size(content, offer, inner);
+          place(content, {frame.x, frame.y, c.width, c.height}, offer, inner, ctx);
+        } else if constexpr (std::is_same_v<T, LinkNode>) {
+          place(n.label, frame, p, env, ctx);
+          emit(frame, env, ctx, DisplayLink{n.url});
+        } else if constexpr (std::is_same_v<T, ProgressNode>) {
+          const View body = progressBody(n, frame.size(), env);
+          const ProposedSize offer{frame.width, frame.height};
+          const Env inner = childEnv(env, std::nullopt);
+          place(body, aligned(frame, size(body, offer, inner), Alignment{}), offer, inner, ctx);
+        } else if constexpr (std::is_same_v<T, PaddingNode>) {
+          const EdgeInsets& in = n.insets;
+          const ProposedSize inner{shrink(p.width, in.leading + in.trailing),
+                                   shrink(p.height, in.top + in.bottom)};
+          const Env e = childEnv(env, std::nullopt);
+          const Size c = size(n.child, inner, e);
+          place(n.child, {frame.x + in.leading, frame.y + in.top, c.width, c.height}, inner, e,
+                ctx);
+        } else if constexpr (std::is_same_v<T, FrameNode>) {
+          const ProposedSize offer = frameChildProposal(n, p);
+          const Env e = childEnv(env, std::nullopt);
+          const Size c = size(n.child, offer, e);
+          place(n.child, aligned(frame, c, n.bounds.alignment), offer, e, ctx);
+        } else if constexpr (std::is_same_v<T, FixedSizeNode>) {
+          place(n.child, frame, fixedProposal(n, p), env, ctx);
+        } else if constexpr (std::is_same_v<T, OverlayNode>) {
+          const ProposedSize offer{frame.width, frame.height};
+          const Env e = childEnv(env, std::nullopt);
+          const Size layer = size(n.layer, offer, e);
+          const Rect layerFrame = aligned(frame, layer, n.alignment);
+          if (n.behind) place(n.layer, layerFrame, offer, e, ctx);
+          place(n.base, frame, p, env, ctx);
+          if (!n.behind) place(n.layer, layerFrame, offer, e, ctx);
+        } else if constexpr (std::is_same_v<T, EnvNode>) {
+          Env e = env;
+          if (n.foreground) e.foreground = *n.foreground;
+          if (n.font) e.font = *n.font;
+          if (n.weight) e.font.weight = *n.weight;
+          if (n.lineLimit) e.lineLimit = *n.lineLimit;
+          if (n.minimumScaleFactor) e.minimumScaleFactor = *n.minimumScaleFactor;
+          if (n.accentable) e.accentable = *n.accentable;
+          if (n.textAlignment) e.textAlignment = *n.textAlignment;
+          place(n.child, frame, p, e, ctx);
+        } else if constexpr (std::is_same_v<T, EffectNode>) {
+          PlaceContext inner = ctx;
+          switch (n.kind) {
+            case EffectKind::opacity:
+              inner.opacity *= std::clamp(n.opacity, 0.0, 1.0);
+              break;
+            case EffectKind::transform: {
+              const Point a = n.anchor.in(frame);
+              const AffineTransform local =
+                  AffineTransform::translation(a.x + n.offsetX, a.y + n.offsetY)
+                      .after(AffineTransform::rotation(Angle{n.rotation}))
+                      .after(AffineTransform::scale(n.scaleX, n.scaleY))
+                      .after(AffineTransform::translation(-a.x, -a.y));
+              inner.transform = ctx.transform.after(local);
+              break;
+            }
+            case EffectKind::shadow:
+              inner.shadows.push_back(Shadow{n.shadowColor, n.shadowRadius, n.offsetX, n.offsetY});
+              break;
+          }
+          place(n.child, frame, p, env, inner);
+        } else if constexpr (std::is_same_v<T, WidgetURLNode>) {
+          if (!list.widgetURL) list.widgetURL = n.url;
+          place(n.child, frame, p, env, ctx);
+        } else if constexpr (std::is_same_v<T, ContainerBackgroundNode>) {
+          if (!list.containerBackground) list.containerBackground = n.paint;
+          place(n.child, frame, p, env, ctx);
+        }
+      },
+      v.node()->content);
+}
+
+}  // namespace
+
+Size sizeThatFits(const View& view, ProposedSize proposal, const LayoutOptions& options) {
+  Layouter layouter(options);
+  return layouter.size(view, proposal, Env{});
+}
+
+DisplayList layout(const View& view, Size size, const LayoutOptions& options) {
+  Layouter layouter(options);
+  const ProposedSize offer{size.width, size.height};
+  const Env env;
+  const Size chosen = layouter.size(view, offer, env);
+  layouter.place(view, aligned(Rect{0, 0, size.width, size.height}, chosen, Alignment{}), offer,
+                 env, PlaceContext{});
+  layouter.list.size = size;
+  return std::move(layouter.list);
+}
+
+}  // namespace km

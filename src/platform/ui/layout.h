@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/ui/display_list.h"
+#include "platform/ui/view.h"
+
+namespace km {
+
+class AssetCatalog;
+
+struct LayoutOptions {
+  // Gives images their own sizes; without it (or for a missing image) an image is 16 by 16
+  // points.
+  const AssetCatalog* assets = nullptr;
+};
+
+// The size `view` chooses for `proposal` (the first step of layout), for tests and for callers
+// that size a view before placing it.
+Size sizeThatFits(const View& view, ProposedSize proposal, const LayoutOptions& options = {});
+
+// Lays `view` out in a container of `size` (a widget's size in points) and flattens the result.
+// The container proposes its size; the view chooses its own and is centred in the container, as
+// a widget's content is. A pure function: the same view, size and options give the same list.
+DisplayList layout(const View& view, Size size, const LayoutOptions& options = {});
+
+}  // namespace km

@@ -1,0 +1,894 @@
+#include "platform/ui/renderer.h"
+
+#include <cairo-pdf.h>
+#include <cairo-svg.h>
+#include <cairo.h>
+#include <spng.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <numbers>
+
+#include "platform/ui/text_engine.h"
+
+namespace km {
+namespace {
+
+constexpr double kPi = std::numbers::pi;
+
+// Colours as the rendering mode shows them. `override` draws everything in one colour (used
+// to draw shadow masks).
+class ColorTreatment {
+ public:
+  ColorTreatment(const RenderOptions& o, bool accentable, double opacity)
+      : options_(o), accentable_(accentable), opacity_(opacity) {}
+
+  RGBA operator()(const Color& c) const {
+    return apply(resolveColor(c, options_.colorScheme, options_.assets));
+  }
+
+  RGBA apply(RGBA c) const {
+    c.alpha *= opacity_;
+    if (override_) return {override_->red, override_->green, override_->blue, c.alpha};
+    switch (options_.renderingMode) {
+      case RenderingMode::fullColor:
+        return c;
+      case RenderingMode::vibrant: {
+        // Monochrome: brightness becomes opacity of white, with a floor so that dark designs
+        // stay legible over the dark backdrop.
+        return {1, 1, 1, c.alpha * (0.3 + 0.7 * luminance(c))};
+      }
+      case RenderingMode::accented: {
+        const RGBA& a = options_.accentColor;
+        const double alpha = c.alpha * (0.35 + 0.65 * luminance(c));
+        if (accentable_) return {a.red, a.green, a.blue, alpha};
+        // Everything else in white faintly tinted by the accent.
+        return {0.85 + 0.15 * a.red, 0.85 + 0.15 * a.green, 0.85 + 0.15 * a.blue, alpha};
+      }
+    }
+    return c;
+  }
+
+  void setOverride(RGBA c) { override_ = c; }
+  bool overridden() const { return override_.has_value(); }
+  bool monochrome() const {
+    return override_ || options_.renderingMode != RenderingMode::fullColor;
+  }
+  double opacity() const { return opacity_; }
+
+  static double luminance(const RGBA& c) {
+    return 0.2126 * c.red + 0.7152 * c.green + 0.0722 * c.blue;
+  }
+
+ private:
+  const RenderOptions& options_;
+  bool accentable_;
+  double opacity_;
+  std::optional<RGBA> override_;
+};
+
+void setSourceRGBA(cairo_t* cr, const RGBA& c) {
+  cairo_set_source_rgba(cr, c.red, c.green, c.blue, c.alpha);
+}
+
+void addStop(cairo_pattern_t* p, double offset, const RGBA& c) {
+  cairo_pattern_add_color_stop_rgba(p, offset, c.red, c.green, c.blue, c.alpha);
+}
+
+void appendPath(cairo_t* cr, const Path& path) {
+  for (const auto& e : path.elements()) {
+    if (auto* m = std::get_if<Path::MoveTo>(&e)) {
+      cairo_move_to(cr, m->to.x, m->to.y);
+    } else if (auto* l = std::get_if<Path::LineTo>(&e)) {
+      cairo_line_to(cr, l->to.x, l->to.y);
+    } else if (auto* a = std::get_if<Path::Arc>(&e)) {
+      if (a->sweep >= 0) {
+        cairo_arc(cr, a->center.x, a->center.y, a->radius, a->startAngle, a->startAngle + a->sweep);
+      } else {
+        cairo_arc_negative(cr, a->center.x, a->center.y, a->radius, a->startAngle,
+                           a->startAngle + a->sweep);
+      }
+    } else if (auto* c = std::get_if<Path::CurveTo>(&e)) {
+      cairo_curve_to(cr, c->control1.x, c->control1.y, c->control2.x, c->control2.y, c->to.x,
+                     c->to.y);
+    } else {
+      cairo_close_path(cr);
+    }
+  }
+}
+
+struct AngleStop {
+  double angle;
+  RGBA color;
+};
+
+// Cairo has no conic gradient, so an angular one is built from mesh patches: wedges from the
+// centre, each spanning at most 45 degrees so that its cubic rim stays on the circle, with the
+// colour of each edge along its spoke. Colours interpolate along the rim, i.e. by angle.
+cairo_pattern_t* conicPattern(Point center, double radius, double start, double end,
+                              std::vector<AngleStop> stops) {
+  cairo_pattern_t* mesh = cairo_pattern_create_mesh();
+  auto wedge = [&](double a0, double a1, const RGBA& c0, const RGBA& c1) {
+    const int pieces = std::max(1, static_cast<int>(std::ceil((a1 - a0) / (kPi / 4) - 1e-9)));
+    for (int i = 0; i < pieces; ++i) {
+      const double t0 = a0 + (a1 - a0) * i / pieces, t1 = a0 + (a1 - a0) * (i + 1) / pieces;
+      const double f0 = static_cast<double>(i) / pieces, f1 = static_cast<double>(i + 1) / pieces;
+      auto mix = [&](double f) {
+        return RGBA{c0.red + (c1.red - c0.red) * f, c0.green + (c1.green - c0.green) * f,
+                    c0.blue + (c1.blue - c0.blue) * f, c0.alpha + (c1.alpha - c0.alpha) * f};
+      };
+      const RGBA m0 = mix(f0), m1 = mix(f1);
+      const double k = 4.0 / 3.0 * std::tan((t1 - t0) / 4) * radius;
+      const double x0 = center.x + radius * std::cos(t0), y0 = center.y + radius * std::sin(t0);
+      const double x1 = center.x + radius * std::cos(t1), y1 = center.y + radius * std::sin(t1);
+      cairo_mesh_pattern_begin_patch(mesh);
+      cairo_mesh_pattern_move_to(mesh, center.x, center.y);
+      cairo_mesh_pattern_line_to(mesh, x0, y0);
+      cairo_mesh_pattern_curve_to(mesh, x0 - k * std::sin(t0), y0 + k * std::cos(t0),
+                                  x1 + k * std::sin(t1), y1 - k * std::cos(t1), x1, y1);
+      cairo_mesh_pattern_line_to(mesh, center.x, center.y);
+      cairo_mesh_pattern_set_corner_color_rgba(mesh, 0, m0.red, m0.green, m0.blue, m0.alpha);
+      cairo_mesh_pattern_set_corner_color_rgba(mesh, 1, m0.red, m0.green, m0.blue, m0.alpha);
+      cairo_mesh_pattern_set_corner_color_rgba(mesh, 2, m1.red, m1.green, m1.blue, m1.alpha);
+      cairo_mesh_pattern_set_corner_color_rgba(mesh, 3, m1.red, m1.green, m1.blue, m1.alpha);
+      cairo_mesh_pattern_end_patch(mesh);
+    }
+  };
+  if (end < start) std::swap(start, end);
+  if (end - start > 2 * kPi) end = start + 2 * kPi;
+  // Stops pinned to the sweep's ends, then wedges between neighbours.
+  if (stops.front().angle > start) stops.insert(stops.begin(), {start, stops.front().color});
+  if (stops.back().angle < end) stops.push_back({end, stops.back().color});
+  for (size_t i = 1; i < stops.size(); ++i) {
+    if (stops[i].angle > stops[i - 1].angle) {
+      wedge(stops[i - 1].angle, stops[i].angle, stops[i - 1].color, stops[i].color);
+    }
+  }
+  // Outside the sweep the end colours continue, meeting half-way.
+  const double gap = 2 * kPi - (end - start);
+  if (gap > 1e-9) {
+    const double mid = end + gap / 2;
+    wedge(end, mid, stops.back().color, stops.back().color);
+    wedge(mid, start + 2 * kPi, stops.front().color, stops.front().color);
+  }
+  return mesh;
+}
+
+// Gradients with non-finite numbers (from a widget's arithmetic) would put the Cairo context
+// into an error state or loop without end; such numbers fall back to the defaults.
+double finiteOr(double v, double fallback) {
+  return std::isfinite(v) ? v : fallback;
+}
+
+Gradient sanitized(Gradient g) {
+  for (auto& stop : g.stops)
+    stop.location = finiteOr(stop.location, 0);
+  return g;
+}
+
+UnitPoint sanitized(UnitPoint p, UnitPoint fallback) {
+  return std::isfinite(p.x) && std::isfinite(p.y) ? p : fallback;
+}
+
+Paint sanitized(const Paint& paint) {
+  if (const auto* l = std::get_if<LinearGradient>(&paint)) {
+    return LinearGradient{sanitized(l->gradient), sanitized(l->startPoint, UnitPoint::top()),
+                          sanitized(l->endPoint, UnitPoint::bottom())};
+  }
+  if (const auto* a = std::get_if<AngularGradient>(&paint)) {
+    AngularGradient out{sanitized(a->gradient), sanitized(a->center, UnitPoint::center()),
+                        a->startAngle, a->endAngle};
+    if (!std::isfinite(out.startAngle.radians) || !std::isfinite(out.endAngle.radians)) {
+      out.startAngle = Angle{0};
+      out.endAngle = Angle{2 * kPi};
+    }
+    return out;
+  }
+  return paint;
+}
+
+// Sets the paint as the source for the current path (used for its extents).
+void setSourcePaint(cairo_t* cr, const Paint& unchecked, const Rect& frame, const ColorTreatment& t,
+                    bool stroking) {
+  const Paint paint = sanitized(unchecked);
+  if (const auto* c = std::get_if<Color>(&paint)) {
+    setSourceRGBA(cr, t(*c));
+    return;
+  }
+  auto treatStops = [&](const Gradient& g) {
+    std::vector<std::pair<double, RGBA>> out;
+    for (const auto& s : g.stops)
+      out.emplace_back(std::clamp(s.location, 0.0, 1.0), t(s.color));
+    std::stable_sort(out.begin(), out.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    if (out.empty()) out.emplace_back(0, RGBA{0, 0, 0, 0});
+    return out;
+  };
+  if (const auto* l = std::get_if<LinearGradient>(&paint)) {
+    const Point a = l->startPoint.in(frame), b = l->endPoint.in(frame);
+    cairo_pattern_t* p = cairo_pattern_create_linear(a.x, a.y, b.x, b.y);
+    for (const auto& [offset, color] : treatStops(l->gradient))
+      addStop(p, offset, color);
+    cairo_pattern_set_extend(p, CAIRO_EXTEND_PAD);
+    cairo_set_source(cr, p);
+    cairo_pattern_destroy(p);
+    return;
+  }
+  const auto& a = std::get<AngularGradient>(paint);
+  const Point center = a.center.in(frame);
+  double x0, y0, x1, y1;
+  if (stroking) {
+    cairo_stroke_extents(cr, &x0, &y0, &x1, &y1);
+  } else {
+    cairo_fill_extents(cr, &x0, &y0, &x1, &y1);
+  }
+  double radius = 1;
+  for (Point p : {Point{x0, y0}, Point{x1, y0}, Point{x0, y1}, Point{x1, y1}}) {
+    radius = std::max(radius, std::hypot(p.x - center.x, p.y - center.y) + 1);
+  }
+  const double start = a.startAngle.radians, end = a.endAngle.radians;
+  std::vector<AngleStop> stops;
+  for (const auto& [offset, color] : treatStops(a.gradient)) {
+    stops.push_back({start + (end - start) * offset, color});
+  }
+  if (end < start) std::reverse(stops.begin(), stops.end());
+  cairo_pattern_t* p = conicPattern(center, radius, start, end, std::move(stops));
+  cairo_set_source(cr, p);
+  cairo_pattern_destroy(p);
+}
+
+// atan2 to within about 1e-5 radians (a minimax polynomial on [0, 1] folded into the octants),
+// several times faster than the library's and far finer than a 2048-entry colour table.
+inline double fastAtan2(double y, double x) {
+  const double ax = std::abs(x), ay = std::abs(y);
+  const double big = std::max(ax, ay);
+  if (big == 0) return 0;
+  const double a = std::min(ax, ay) / big;
+  const double s = a * a;
+  double r = ((-0.0464964749 * s + 0.15931422) * s - 0.327622764) * s * a + a;
+  if (ay > ax) r = kPi / 2 - r;
+  if (x < 0) r = kPi - r;
+  return y < 0 ? -r : r;
+}
+
+// True when drawing lands in pixels (PNG output and its groups), where an angular gradient is
+// cheaper computed per pixel than built from mesh patches.
+bool rasterTarget(cairo_t* cr) {
+  return cairo_surface_get_type(cairo_get_group_target(cr)) == CAIRO_SURFACE_TYPE_IMAGE;
+}
+
+// Colours of an angular gradient sampled round the full turn from its start angle, premultiplied.
+std::vector<std::array<float, 4>> conicTable(const AngularGradient& g, const ColorTreatment& t,
+                                             int entries, double* startAngle) {
+  double start = g.startAngle.radians, end = g.endAngle.radians;
+  std::vector<std::pair<double, RGBA>> stops;
+  for (const auto& st : g.gradient.stops) {
+    stops.emplace_back(std::clamp(st.location, 0.0, 1.0), t(st.color));
+  }
+  if (end < start) {
+    // A sweep the other way round is the same sweep forwards with the stops reversed.
+    std::swap(start, end);
+    for (auto& st : stops)
+      st.first = 1 - st.first;
+  }
+  std::stable_sort(stops.begin(), stops.end(),
+                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  if (stops.empty()) stops.emplace_back(0, RGBA{0, 0, 0, 0});
+  const double sweep = std::min(end - start, 2 * kPi);
+  auto premultiplied = [](const RGBA& c) {
+    return std::array<float, 4>{
+        static_cast<float>(c.red * c.alpha * 255), static_cast<float>(c.green * c.alpha * 255),
+        static_cast<float>(c.blue * c.alpha * 255), static_cast<float>(c.alpha * 255)};
+  };
+  auto colourAt = [&](double loc) {
+    if (loc <= stops.front().first) return premultiplied(stops.front().second);
+    for (size_t i = 1; i < stops.size(); ++i) {
+      if (loc <= stops[i].first) {
+        const double span = stops[i].first - stops[i - 1].first;
+        const double f = span > 0 ? (loc - stops[i - 1].first) / span : 1;
+        const auto a = premultiplied(stops[i - 1].second), b = premultiplied(stops[i].second);
+        std::array<float, 4> out;
+        for (size_t k = 0; k < 4; ++k)
+          out[k] = static_cast<float>(a[k] + (b[k] - a[k]) * f);
+        return out;
+      }
+    }
+    return premultiplied(stops.back().second);
+  };
+  std::vector<std::array<float, 4>> table(static_cast<size_t>(entries));
+  for (int i = 0; i < entries; ++i) {
+    const double theta = (i + 0.5) / entries * 2 * kPi;
+    double loc;
+    if (sweep <= 0) {
+      loc = theta < kPi ? 1 : 0;
+    } else if (theta <= sweep) {
+      loc = theta / sweep;
+    } else {
+      // Outside the sweep the end colours continue, meeting half-way.
+      loc = theta - sweep < (2 * kPi - sweep) / 2 ? 1 : 0;
+    }
+    table[static_cast<size_t>(i)] = colourAt(loc);
+  }
+  *startAngle = start;
+  return table;
+}
+
+// Draws the current path (filled or stroked with the context's stroke settings) in an angular
+// gradient computed per pixel: the shape's coverage is drawn into a mask, and only covered
+// pixels get a colour, looked up by their angle about the centre.
+void drawConicRaster(cairo_t* cr, const AngularGradient& g, const Rect& frame,
+                     const ColorTreatment& t, bool stroking) {
+  double x0, y0, x1, y1;
+  if (stroking) {
+    cairo_stroke_extents(cr, &x0, &y0, &x1, &y1);
+  } else {
+    cairo_fill_extents(cr, &x0, &y0, &x1, &y1);
+  }
+  double minX = kInfinity, minY = kInfinity, maxX = -kInfinity, maxY = -kInfinity;
+  for (Point p : {Point{x0, y0}, Point{x1, y0}, Point{x0, y1}, Point{x1, y1}}) {
+    cairo_user_to_device(cr, &p.x, &p.y);
+    minX = std::min(minX, p.x);
+    minY = std::min(minY, p.y);
+    maxX = std::max(maxX, p.x);
+    maxY = std::max(maxY, p.y);
+  }
+  cairo_matrix_t ctm;
+  cairo_get_matrix(cr, &ctm);
+  double cx0, cy0, cx1, cy1;
+  cairo_save(cr);
+  cairo_identity_matrix(cr);
+  cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
+  cairo_restore(cr);
+  // The clip bounds the area (and keeps huge or non-finite extents out of the arithmetic).
+  if (!(minX >= cx0)) minX = cx0;
+  if (!(minY >= cy0)) minY = cy0;
+  if (!(maxX <= cx1)) maxX = cx1;
+  if (!(maxY <= cy1)) maxY = cy1;
+  if (!(maxX > minX && maxY > minY) || !std::isfinite(cx1 - cx0) || !std::isfinite(cy1 - cy0)) {
+    cairo_new_path(cr);
+    return;
+  }
+  const int bx = static_cast<int>(std::floor(minX));
+  const int by = static_cast<int>(std::floor(minY));
+  const int bw = static_cast<int>(std::ceil(maxX)) - bx;
+  const int bh = static_cast<int>(std::ceil(maxY)) - by;
+  if (bw <= 0 || bh <= 0) return;
+
+  cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, bw, bh);
+  cairo_t* m = cairo_create(mask);
+  cairo_translate(m, -bx, -by);
+  cairo_transform(m, &ctm);
+  cairo_path_t* path = cairo_copy_path(cr);
+  cairo_append_path(m, path);
+  cairo_path_destroy(path);
+  if (stroking) {
+    cairo_set_line_width(m, cairo_get_line_width(cr));
+    cairo_set_line_cap(m, cairo_get_line_cap(cr));
+    cairo_set_line_join(m, cairo_get_line_join(cr));
+    cairo_set_miter_limit(m, cairo_get_miter_limit(cr));
+    const int dashes = cairo_get_dash_count(cr);
+    std::vector<double> dash(static_cast<size_t>(dashes));
+    double offset = 0;
+    cairo_get_dash(cr, dash.data(), &offset);
+    cairo_set_dash(m, dash.data(), dashes, offset);
+    cairo_stroke(m);
+  } else {
+    cairo_fill(m);
+  }
+  cairo_destroy(m);
+  cairo_surface_flush(mask);
+
+  constexpr int kEntries = 2048;
+  double start = 0;
+  const auto table = conicTable(g, t, kEntries, &start);
+  cairo_matrix_t inverse = ctm;
+  if (cairo_matrix_invert(&inverse) != CAIRO_STATUS_SUCCESS) {
+    cairo_surface_destroy(mask);
+    return;
+  }
+  const Point c = g.center.in(frame);
+  cairo_surface_t* colour = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, bw, bh);
+  const unsigned char* maskData = cairo_image_surface_get_data(mask);
+  const int maskStride = cairo_image_surface_get_stride(mask);
+  unsigned char* colourData = cairo_image_surface_get_data(colour);
+  const int colourStride = cairo_image_surface_get_stride(colour);
+  const double toIndex = kEntries / (2 * kPi);
+  for (int y = 0; y < bh; ++y) {
+    const unsigned char* coverage = maskData + static_cast<ptrdiff_t>(y) * maskStride;
+    auto* out = reinterpret_cast<uint32_t*>(colourData + static_cast<ptrdiff_t>(y) * colourStride);
+    const double dy = by + y + 0.5;
+    for (int x = 0; x < bw; ++x) {
+      const unsigned a = coverage[x];
+      if (a == 0) continue;
+      const double dx = bx + x + 0.5;
+      const double ux = inverse.xx * dx + inverse.xy * dy + inverse.x0 - c.x;
+      const double uy = inverse.yx * dx + inverse.yy * dy + inverse.y0 - c.y;
+      double rel = fastAtan2(uy, ux) - start;
+      rel -= std::floor(rel / (2 * kPi)) * 2 * kPi;
+      if (!(rel >= 0)) rel = 0;  // a centre at infinity
+      const int index = std::min(kEntries - 1, static_cast<int>(rel * toIndex));
+      const auto& px = table[static_cast<size_t>(index)];
+      const float f = static_cast<float>(a) / 255.0f;
+      auto channel = [f](float v) { return static_cast<uint32_t>(v * f + 0.5f); };
+      out[x] =
+          (channel(px[3]) << 24) | (channel(px[0]) << 16) | (channel(px[1]) << 8) | channel(px[2]);
+    }
+  }
+  cairo_surface_mark_dirty(colour);
+  cairo_surface_destroy(mask);
+  cairo_save(cr);
+  cairo_identity_matrix(cr);
+  cairo_set_source_surface(cr, colour, bx, by);
+  cairo_paint(cr);
+  cairo_restore(cr);
+  cairo_surface_destroy(colour);
+  cairo_new_path(cr);
+}
+
+void applyStroke(cairo_t* cr, const StrokeStyle& s) {
+  cairo_set_line_width(cr, s.lineWidth);
+  static const cairo_line_cap_t caps[] = {CAIRO_LINE_CAP_BUTT, CAIRO_LINE_CAP_ROUND,
+                                          CAIRO_LINE_CAP_SQUARE};
+  static const cairo_line_join_t joins[] = {CAIRO_LINE_JOIN_MITER, CAIRO_LINE_JOIN_ROUND,
+                                            CAIRO_LINE_JOIN_BEVEL};
+  cairo_set_line_cap(cr, caps[static_cast<int>(s.lineCap)]);
+  cairo_set_line_join(cr, joins[static_cast<int>(s.lineJoin)]);
+  cairo_set_miter_limit(cr, s.miterLimit);
+  cairo_set_dash(cr, s.dash.data(), static_cast<int>(s.dash.size()), s.dashPhase);
+}
+
+// Turns every pixel of an ARGB32 surface into the treatment's colour, keeping alpha weighted by
+// brightness (for full-colour images in the monochrome modes).
+void treatSurface(cairo_surface_t* s, const ColorTreatment& t) {
+  cairo_surface_flush(s);
+  unsigned char* data = cairo_image_surface_get_data(s);
+  const int w = cairo_image_surface_get_width(s), h = cairo_image_surface_get_height(s);
+  const int stride = cairo_image_surface_get_stride(s);
+  for (int y = 0; y < h; ++y) {
+    auto* row = reinterpret_cast<uint32_t*>(data + static_cast<ptrdiff_t>(y) * stride);
+    for (int x = 0; x < w; ++x) {
+      const uint32_t px = row[x];
+      const double a = (px >> 24) / 255.0;
+      if (a == 0) continue;
+      RGBA c{((px >> 16) & 255) / 255.0 / a, ((px >> 8) & 255) / 255.0 / a, (px & 255) / 255.0 / a,
+             a};
+      // The treatment already applied the item's opacity when the surface was painted.
+      RGBA out = t.apply(c);
+      out.alpha /= std::max(1e-9, t.opacity());
+      auto b = [&](double v) {
+        return static_cast<uint32_t>(std::lround(std::clamp(v * out.alpha, 0.0, 1.0) * 255));
+      };
+      row[x] = (static_cast<uint32_t>(std::lround(std::clamp(out.alpha, 0.0, 1.0) * 255)) << 24) |
+               (b(out.red) << 16) | (b(out.green) << 8) | b(out.blue);
+    }
+  }
+  cairo_surface_mark_dirty(s);
+}
+
+void drawMissingImage(cairo_t* cr, const Rect& f) {
+  // A loud placeholder: a magenta box with a cross.
+  cairo_save(cr);
+  cairo_set_source_rgba(cr, kMissingColor.red, kMissingColor.green, kMissingColor.blue, 1);
+  cairo_set_line_width(cr, std::max(0.5, std::min(f.width, f.height) / 12));
+  cairo_rectangle(cr, f.x, f.y, f.width, f.height);
+  cairo_move_to(cr, f.x, f.y);
+  cairo_line_to(cr, f.maxX(), f.maxY());
+  cairo_move_to(cr, f.maxX(), f.y);
+  cairo_line_to(cr, f.x, f.maxY());
+  cairo_stroke(cr);
+  cairo_restore(cr);
+}
+
+void drawImage(cairo_t* cr, const DisplayItem& item, const DisplayImage& image,
+               const RenderOptions& o, const ColorTreatment& t) {
+  const Rect& f = item.frame;
+  if (!o.assets || !o.assets->hasImage(image.name)) {
+    drawMissingImage(cr, f);
+    return;
+  }
+  // The image is first drawn into a group: as a mask for template rendering, for opacity, or
+  // to be recoloured in the monochrome modes. A file that cannot be drawn shows as missing.
+  cairo_push_group_with_content(cr, CAIRO_CONTENT_COLOR_ALPHA);
+  const bool drawn = o.assets->drawImage(cr, image.name, f);
+  cairo_pattern_t* group = cairo_pop_group(cr);
+  if (!drawn) {
+    cairo_pattern_destroy(group);
+    drawMissingImage(cr, f);
+    return;
+  }
+  if (image.tint) {
+    setSourceRGBA(cr, t(*image.tint));
+    cairo_mask(cr, group);
+    cairo_pattern_destroy(group);
+    return;
+  }
+  if (!t.monochrome()) {
+    cairo_set_source(cr, group);
+    cairo_paint_with_alpha(cr, t.opacity());
+    cairo_pattern_destroy(group);
+    return;
+  }
+  // Monochrome modes: copy the drawing into an image, recolour each pixel, then composite.
+  cairo_surface_t* target = nullptr;
+  cairo_pattern_get_surface(group, &target);
+  double x0, y0, x1, y1;
+  cairo_save(cr);
+  cairo_identity_matrix(cr);
+  cairo_clip_extents(cr, &x0, &y0, &x1, &y1);
+  cairo_restore(cr);
+  const int w = static_cast<int>(std::ceil(x1 - x0)), h = static_cast<int>(std::ceil(y1 - y0));
+  if (w > 0 && h > 0) {
+    cairo_surface_t* copy = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
+    cairo_t* cc = cairo_create(copy);
+    cairo_translate(cc, -x0, -y0);
+    cairo_set_source(cc, group);
+    cairo_pattern_set_matrix(group, nullptr);
+    cairo_paint(cc);
+    cairo_destroy(cc);
+    treatSurface(copy, t);
+    cairo_save(cr);
+    cairo_identity_matrix(cr);
+    cairo_set_source_surface(cr, copy, x0, y0);
+    cairo_paint_with_alpha(cr, t.opacity());
+    cairo_restore(cr);
+    cairo_surface_destroy(copy);
+  }
+  cairo_pattern_destroy(group);
+  (void)target;
+}
+
+void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
+                 const ColorTreatment& t) {
+  std::visit(
+      [&](const auto& c) {
+        using T = std::decay_t<decltype(c)>;
+        if constexpr (std::is_same_v<T, DisplayText>) {
+          setSourceRGBA(cr, t(c.color));
+          TextEngine::shared().draw(cr, {c.text, c.font, c.wrapWidth, c.maxLines, c.alignment},
+                                    item.frame.origin());
+        } else if constexpr (std::is_same_v<T, DisplayShape>) {
+          if (c.path.isEmpty()) return;
+          cairo_new_path(cr);
+          appendPath(cr, c.path);
+          const Paint* paint = c.fill ? &*c.fill : c.stroke ? &*c.stroke : nullptr;
+          if (!paint) return;
+          const bool stroking = !c.fill;
+          if (stroking) applyStroke(cr, c.strokeStyle);
+          const auto* angular = std::get_if<AngularGradient>(paint);
+          if (angular && !t.overridden() && rasterTarget(cr)) {
+            drawConicRaster(cr, std::get<AngularGradient>(sanitized(*angular)), item.frame, t,
+                            stroking);
+          } else {
+            setSourcePaint(cr, *paint, item.frame, t, stroking);
+            stroking ? cairo_stroke(cr) : cairo_fill(cr);
+          }
+          cairo_new_path(cr);
+        } else if constexpr (std::is_same_v<T, DisplayImage>) {
+          drawImage(cr, item, c, o, t);
+        }
+        // Links draw nothing.
+      },
+      item.content);
+}
+
+void cairoMatrix(const AffineTransform& t, cairo_matrix_t* m) {
+  cairo_matrix_init(m, t.xx, t.yx, t.xy, t.yy, t.x0, t.y0);
+}
+
+// Three box blurs approximate a Gaussian; `r` is each box's half-width in pixels.
+void boxBlurA8(cairo_surface_t* s, int r) {
+  if (r <= 0) return;
+  cairo_surface_flush(s);
+  unsigned char* data = cairo_image_surface_get_data(s);
+  const int w = cairo_image_surface_get_width(s), h = cairo_image_surface_get_height(s);
+  const int stride = cairo_image_surface_get_stride(s);
+  std::vector<unsigned char> line(static_cast<size_t>(std::max(w, h)));
+  auto pass = [&](unsigned char* base, int n, int step) {
+    int sum = 0;
+    for (int i = -r; i <= r; ++i)
+      sum += (i >= 0 && i < n) ? base[i * step] : 0;
+    for (int i = 0; i < n; ++i) {
+      line[static_cast<size_t>(i)] = static_cast<unsigned char>(sum / (2 * r + 1));
+      const int add = i + r + 1, drop = i - r;
+      if (add < n) sum += base[add * step];
+      if (drop >= 0) sum -= base[drop * step];
+    }
+    for (int i = 0; i < n; ++i)
+      base[i * step] = line[static_cast<size_t>(i)];
+  };
+  for (int k = 0; k < 3; ++k) {
+    for (int y = 0; y < h; ++y)
+      pass(data + static_cast<ptrdiff_t>(y) * stride, w, 1);
+    for (int x = 0; x < w; ++x)
+      pass(data + x, h, stride);
+  }
+  cairo_surface_mark_dirty(s);
+}
+
+void drawShadow(cairo_t* cr, const DisplayItem& item, const Shadow& sh, const RenderOptions& o) {
+  ColorTreatment base(o, item.accentable, item.opacity);
+  const RGBA color = base(sh.color);
+  if (color.alpha <= 0) return;
+  // Work in device pixels, at least three per point so vector output gets a smooth shadow.
+  cairo_matrix_t ctm;
+  cairo_get_matrix(cr, &ctm);
+  const double deviceScale = std::sqrt(std::abs(ctm.xx * ctm.yy - ctm.xy * ctm.yx));
+  const double extra = deviceScale < 2 ? 3 / std::max(deviceScale, 1e-6) : 1;
+  // Blurs wider than a widget are pointless; the cap also keeps the arithmetic in range.
+  const double sigma = std::min(sh.radius / 2 * deviceScale * extra, 200.0);
+  const int margin = static_cast<int>(std::ceil(sigma * 3)) + 2;
+  double pad = 0;
+  if (const auto* shape = std::get_if<DisplayShape>(&item.content); shape && shape->stroke) {
+    pad = shape->strokeStyle.lineWidth;
+  }
+  const Rect& f = item.frame;
+  double minX = kInfinity, minY = kInfinity, maxX = -kInfinity, maxY = -kInfinity;
+  for (Point p : {Point{f.x - pad, f.y - pad}, Point{f.maxX() + pad, f.y - pad},
+                  Point{f.x - pad, f.maxY() + pad}, Point{f.maxX() + pad, f.maxY() + pad}}) {
+    cairo_user_to_device(cr, &p.x, &p.y);
+    minX = std::min(minX, p.x);
+    minY = std::min(minY, p.y);
+    maxX = std::max(maxX, p.x);
+    maxY = std::max(maxY, p.y);
+  }
+  const double width = (maxX - minX) * extra + 2 * margin;
+  const double height = (maxY - minY) * extra + 2 * margin;
+  if (!(width > 0 && height > 0 && width <= 8192 && height <= 8192)) return;
+  if (!std::isfinite(minX * extra) || !std::isfinite(minY * extra)) return;
+  const double dx0 = minX * extra - margin, dy0 = minY * extra - margin;
+  const int w = static_cast<int>(std::ceil(width)), h = static_cast<int>(std::ceil(height));
+  cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, w, h);
+  cairo_t* mc = cairo_create(mask);
+  cairo_translate(mc, -dx0, -dy0);
+  cairo_scale(mc, extra, extra);
+  cairo_transform(mc, &ctm);
+  ColorTreatment solid(o, item.accentable, 1);
+  solid.setOverride({0, 0, 0, 1});
+  drawContent(mc, item, o, solid);
+  cairo_destroy(mc);
+  const int box = static_cast<int>(std::lround(sigma * 0.8));
+  boxBlurA8(mask, box);
+  cairo_save(cr);
+  cairo_identity_matrix(cr);
+  double ox = sh.x, oy = sh.y;
+  cairo_user_to_device_distance(cr, &ox, &oy);
+  cairo_translate(cr, ox, oy);
+  cairo_scale(cr, 1 / extra, 1 / extra);
+  setSourceRGBA(cr, color);
+  cairo_mask_surface(cr, mask, dx0, dy0);
+  cairo_restore(cr);
+  cairo_surface_destroy(mask);
+}
+
+void fillWidgetShape(cairo_t* cr, const DisplayList& list, const RenderOptions& o) {
+  Path outline;
+  outline.addRoundedRect({0, 0, list.size.width, list.size.height}, o.cornerRadius,
+                         RoundedCornerStyle::continuous);
+  appendPath(cr, outline);
+}
+
+}  // namespace
+
+void drawDisplayList(cairo_t* cr, const DisplayList& list, const RenderOptions& o) {
+  cairo_save(cr);
+  // Pixels: the corners are cleared once at the end, which is much cheaper than clipping every
+  // drawing operation to a curved outline. Vector output clips.
+  const bool clearCorners = o.cornerRadius > 0 && rasterTarget(cr);
+  if (o.cornerRadius > 0 && !clearCorners) {
+    fillWidgetShape(cr, list, o);
+    cairo_clip(cr);
+  }
+  const Rect whole{0, 0, list.size.width, list.size.height};
+  switch (o.renderingMode) {
+    case RenderingMode::fullColor:
+      if (list.containerBackground) {
+        cairo_rectangle(cr, 0, 0, whole.width, whole.height);
+        setSourcePaint(cr, *list.containerBackground, whole, ColorTreatment(o, false, 1), false);
+        cairo_fill(cr);
+      }
+      break;
+    case RenderingMode::vibrant:
+      // The lock screen: a dark wallpaper behind monochrome content; the widget's own
+      // background is removed.
+      cairo_set_source_rgb(cr, 0.09, 0.10, 0.13);
+      cairo_paint(cr);
+      break;
+    case RenderingMode::accented: {
+      // The tinted home screen: a dark backdrop washed with the accent colour.
+      const RGBA& a = o.accentColor;
+      cairo_set_source_rgb(cr, 0.08 + 0.18 * a.red, 0.08 + 0.18 * a.green, 0.08 + 0.18 * a.blue);
+      cairo_paint(cr);
+      break;
+    }
+  }
+  for (const DisplayItem& item : list.items) {
+    if (std::holds_alternative<DisplayLink>(item.content) || item.opacity <= 0) continue;
+    const Rect& f = item.frame;
+    if (!std::isfinite(f.x) || !std::isfinite(f.y) || !std::isfinite(f.width) ||
+        !std::isfinite(f.height)) {
+      continue;  // a view with an infinite frame has no place on the widget
+    }
+    const AffineTransform& tr = item.transform;
+    const double det = tr.xx * tr.yy - tr.xy * tr.yx;
+    // A view scaled to nothing draws nothing (and a singular matrix would stop the context).
+    if (!std::isfinite(det) || std::abs(det) < 1e-12) continue;
+    cairo_save(cr);
+    if (!item.transform.isIdentity()) {
+      cairo_matrix_t m;
+      cairoMatrix(item.transform, &m);
+      cairo_transform(cr, &m);
+    }
+    for (const Shadow& shadow : item.shadows)
+      drawShadow(cr, item, shadow, o);
+    drawContent(cr, item, o, ColorTreatment(o, item.accentable, item.opacity));
+    cairo_restore(cr);
+  }
+  if (clearCorners) {
+    cairo_new_path(cr);
+    cairo_rectangle(cr, 0, 0, list.size.width, list.size.height);
+    fillWidgetShape(cr, list, o);
+    cairo_set_fill_rule(cr, CAIRO_FILL_RULE_EVEN_ODD);
+    cairo_set_operator(cr, CAIRO_OPERATOR_CLEAR);
+    cairo_fill(cr);
+  }
+  cairo_restore(cr);
+}
+
+RasterImage::RasterImage(cairo_surface_t* surface) : surface_(surface) {}
+RasterImage::~RasterImage() {
+  if (surface_) cairo_surface_destroy(surface_);
+}
+RasterImage::RasterImage(RasterImage&& other) noexcept
+    : surface_(std::exchange(other.surface_, nullptr)) {}
+RasterImage& RasterImage::operator=(RasterImage&& other) noexcept {
+  if (this != &other) {
+    if (surface_) cairo_surface_destroy(surface_);
+    surface_ = std::exchange(other.surface_, nullptr);
+  }
+  return *this;
+}
+int RasterImage::width() const {
+  return surface_ ? cairo_image_surface_get_width(surface_) : 0;
+}
+int RasterImage::height() const {
+  return surface_ ? cairo_image_surface_get_height(surface_) : 0;
+}
+
+std::array<uint8_t, 4> RasterImage::pixel(int x, int y) const {
+  if (!surface_ || x < 0 || y < 0 || x >= width() || y >= height()) return {0, 0, 0, 0};
+  cairo_surface_flush(surface_);
+  const unsigned char* data = cairo_image_surface_get_data(surface_);
+  const uint32_t px = reinterpret_cast<const uint32_t*>(
+      data + static_cast<ptrdiff_t>(y) * cairo_image_surface_get_stride(surface_))[x];
+  const uint32_t a = px >> 24;
+  auto un = [a](uint32_t v) {
+    return static_cast<uint8_t>(a == 0 ? 0 : std::min<uint32_t>(255, (v * 255 + a / 2) / a));
+  };
+  return {un((px >> 16) & 255), un((px >> 8) & 255), un(px & 255), static_cast<uint8_t>(a)};
+}
+
+RasterImage renderImage(const DisplayList& list, const RenderOptions& o) {
+  // Cairo's image surfaces stop at 32767 pixels a side; anything near that is a caller's error,
+  // drawn clamped rather than crashing.
+  auto pixels = [&](double points) {
+    const double v = std::ceil(points * o.scale - 1e-9);
+    return std::isfinite(v) ? static_cast<int>(std::clamp(v, 1.0, 16384.0)) : 1;
+  };
+  const int w = pixels(list.size.width), h = pixels(list.size.height);
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
+  cairo_t* cr = cairo_create(surface);
+  cairo_scale(cr, o.scale, o.scale);
+  drawDisplayList(cr, list, o);
+  cairo_destroy(cr);
+  cairo_surface_flush(surface);
+  return RasterImage(surface);
+}
+
+Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compressionLevel) {
+  const int w = image.width(), h = image.height();
+  if (w <= 0 || h <= 0) return Error{"cannot encode an empty image"};
+  cairo_surface_t* s = image.surface();
+  cairo_surface_flush(s);
+  const unsigned char* data = cairo_image_surface_get_data(s);
+  const int stride = cairo_image_surface_get_stride(s);
+  // Cairo keeps premultiplied native-endian ARGB; PNG wants straight RGBA bytes.
+  std::vector<uint8_t> rgba(static_cast<size_t>(w) * static_cast<size_t>(h) * 4);
+  uint8_t* out = rgba.data();
+  for (int y = 0; y < h; ++y) {
+    const auto* row = reinterpret_cast<const uint32_t*>(data + static_cast<ptrdiff_t>(y) * stride);
+    for (int x = 0; x < w; ++x) {
+      const uint32_t px = row[x];
+      const uint32_t a = px >> 24;
+      if (a == 255) {
+        out[0] = static_cast<uint8_t>(px >> 16);
+        out[1] = static_cast<uint8_t>(px >> 8);
+        out[2] = static_cast<uint8_t>(px);
+      } else if (a == 0) {
+        out[0] = out[1] = out[2] = 0;
+      } else {
+        out[0] = static_cast<uint8_t>((((px >> 16) & 255) * 255 + a / 2) / a);
+        out[1] = static_cast<uint8_t>((((px >> 8) & 255) * 255 + a / 2) / a);
+        out[2] = static_cast<uint8_t>(((px & 255) * 255 + a / 2) / a);
+      }
+      out[3] = static_cast<uint8_t>(a);
+      out += 4;
+    }
+  }
+  spng_ctx* ctx = spng_ctx_new(SPNG_CTX_ENCODER);
+  if (!ctx) return Error{"cannot create a PNG encoder"};
+  spng_set_option(ctx, SPNG_ENCODE_TO_BUFFER, 1);
+  spng_set_option(ctx, SPNG_IMG_COMPRESSION_LEVEL, compressionLevel);
+  // Widget art is mostly flat colour, where unfiltered rows deflate as well as filtered ones
+  // (often better) and the per-row filter search would cost several times the compression.
+  spng_set_option(ctx, SPNG_FILTER_CHOICE, SPNG_DISABLE_FILTERING);
+  spng_ihdr ihdr{};
+  ihdr.width = static_cast<uint32_t>(w);
+  ihdr.height = static_cast<uint32_t>(h);
+  ihdr.bit_depth = 8;
+  ihdr.color_type = SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
+  spng_set_ihdr(ctx, &ihdr);
+  int err = spng_encode_image(ctx, rgba.data(), rgba.size(), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE);
+  if (err) {
+    spng_ctx_free(ctx);
+    return Error{std::string("PNG encoding failed: ") + spng_strerror(err)};
+  }
+  size_t size = 0;
+  void* buffer = spng_get_png_buffer(ctx, &size, &err);
+  spng_ctx_free(ctx);
+  if (!buffer) return Error{std::string("PNG encoding failed: ") + spng_strerror(err)};
+  std::vector<uint8_t> png(static_cast<uint8_t*>(buffer), static_cast<uint8_t*>(buffer) + size);
+  std::free(buffer);
+  return png;
+}
+
+namespace {
+
+cairo_status_t appendBytes(void* closure, const unsigned char* data, unsigned int length) {
+  auto* out = static_cast<std::ofstream*>(closure);
+  out->write(reinterpret_cast<const char*>(data), length);
+  return *out ? CAIRO_STATUS_SUCCESS : CAIRO_STATUS_WRITE_ERROR;
+}
+
+}  // namespace
+
+Status writeImageFile(const DisplayList& list, const RenderOptions& o,
+                      const std::filesystem::path& file) {
+  std::string ext = file.extension().string();
+  std::transform(ext.begin(), ext.end(), ext.begin(), ::tolower);
+  std::ofstream out(file, std::ios::binary);
+  if (!out) return Error{"cannot write " + file.string()};
+  if (ext == ".png") {
+    auto png = encodePng(renderImage(list, o));
+    if (!png) return png.error();
+    out.write(reinterpret_cast<const char*>(png->data()),
+              static_cast<std::streamsize>(png->size()));
+  } else if (ext == ".svg" || ext == ".pdf") {
+    cairo_surface_t* s = ext == ".svg" ? cairo_svg_surface_create_for_stream(
+                                             appendBytes, &out, list.size.width, list.size.height)
+                                       : cairo_pdf_surface_create_for_stream(
+                                             appendBytes, &out, list.size.width, list.size.height);
+    // Whatever the vector format cannot express (mesh gradients in SVG) is rasterised at the
+    // phone's pixel density.
+    cairo_surface_set_fallback_resolution(s, 72 * o.scale, 72 * o.scale);
+    cairo_t* cr = cairo_create(s);
+    drawDisplayList(cr, list, o);
+    cairo_destroy(cr);
+    cairo_surface_finish(s);
+    const cairo_status_t status = cairo_surface_status(s);
+    cairo_surface_destroy(s);
+    if (status != CAIRO_STATUS_SUCCESS) {
+      return Error{std::string("drawing failed: ") + cairo_status_to_string(status)};
+    }
+  } else {
+    return Error{"unknown image format: " + file.string() + " (use .png, .svg or .pdf)"};
+  }
+  out.close();
+  if (!out) return Error{"cannot write " + file.string()};
+  return Ok{};
+}
+
+}  // namespace km

@@ -1,0 +1,10 @@
+#pragma once
+
+namespace km {
+
+// How the phone treats a widget's colours: as designed (home screen), tinted with the accent
+// colour where content is accentable (the tinted home screen), or monochrome by luminance over a
+// dark backdrop (the lock screen).
+enum class RenderingMode { fullColor, accented, vibrant };
+
+}  // namespace km

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/ui/font.h"
+#include "platform/ui/geometry.h"
+
+typedef struct _cairo cairo_t;
+
+namespace km {
+
+// How one text is broken into lines: the same spec always gives the same lines, whether
+// measured for layout or drawn by the renderer.
+struct TextSpec {
+  std::string_view text;
+  Font font;
+  double wrapWidth = kInfinity;  // infinity: no wrapping
+  int maxLines = 0;              // 0: unlimited; otherwise cut with an ellipsis
+  TextAlignment alignment = TextAlignment::leading;
+};
+
+// The outcome of fitting a text into a proposal.
+struct TextFit {
+  Size size;
+  Font font;  // after any shrink allowed by the minimum scale factor
+  double wrapWidth = kInfinity;
+  int maxLines = 0;
+};
+
+// Measures and draws text with Pango over a private font configuration that holds only the
+// fonts we ship with the widgets (Inter for Latin, Greek and Cyrillic; Noto Sans Arabic; Noto
+// Sans CJK), so output is the same on every machine and font set-up is quick. Glyph metrics are
+// unhinted, so sizes in points do not depend on the drawing scale. One process-wide instance;
+// all functions are thread-safe (serialised internally).
+class TextEngine {
+ public:
+  static TextEngine& shared();
+
+  // Lays `text` out the way the phone's Text does for `proposal`: no wrapping without a width,
+  // wrapping at the proposed width otherwise, at most `lineLimit` lines (and no more than fit in
+  // a proposed height), shrinking the font down to `minimumScaleFactor` before truncating.
+  // Offered zero width, a text is zero wide and one line tall.
+  TextFit fit(std::string_view text, Font font, std::optional<int> lineLimit,
+              double minimumScaleFactor, ProposedSize proposal);
+
+  // The size of `spec` laid out as given.
+  Size measure(const TextSpec& spec);
+
+  // Draws `spec` with its top-leading corner at `origin` (user space) in the current source.
+  void draw(cairo_t* cr, const TextSpec& spec, Point origin);
+
+  // Whether the font files were found (false means text draws in whatever fallback Pango has).
+  bool fontsAvailable() const;
+
+  // Forgets remembered measurements (for measuring cold layouts in benchmarks).
+  void clearCache();
+
+  TextEngine(const TextEngine&) = delete;
+  TextEngine& operator=(const TextEngine&) = delete;
+
+ private:
+  TextEngine();
+  ~TextEngine();
+  struct Impl;
+  Impl* impl_;
+};
+
+}  // namespace km

@@ -1,0 +1,104 @@
+#include "platform/ui/asset_catalog.h"
+
+#include <cairo.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+namespace km {
+namespace {
+
+const std::filesystem::path kFixtures =
+    std::filesystem::path(KM_SOURCE_DIR) / "tests/ui/fixtures/Test.xcassets";
+
+// Writes a one-colour set with the given components text into a fresh catalogue.
+std::filesystem::path catalogWithColour(const std::string& components) {
+  const auto dir = std::filesystem::temp_directory_path() / "km_ui_assets.xcassets";
+  std::filesystem::remove_all(dir);
+  std::filesystem::create_directories(dir / "c.colorset");
+  std::ofstream(dir / "c.colorset/Contents.json")
+      << R"({"colors":[{"idiom":"universal","color":{"color-space":"srgb","components":)"
+      << components << "}}]}";
+  return dir;
+}
+
+TEST(AssetCatalogTest, ColourComponentForms) {
+  struct Case {
+    const char* components;
+    std::optional<RGBA> want;
+  } cases[] = {
+      {R"({"red":"1.000","green":"0.500","blue":"0.000","alpha":"1.000"})", RGBA{1, 0.5, 0, 1}},
+      {R"({"red":"0xFF","green":"0x80","blue":"0x00","alpha":"0.250"})",
+       RGBA{1, 128 / 255.0, 0, 0.25}},
+      {R"({"red":"255","green":"128","blue":"0","alpha":"1.000"})", RGBA{1, 128 / 255.0, 0, 1}},
+      {R"({"red":0.25,"green":0.5,"blue":1,"alpha":1})", RGBA{0.25, 0.5, 1, 1}},
+      {R"({"white":"0.500","alpha":"1.000"})", RGBA{0.5, 0.5, 0.5, 1}},
+      {R"({"red":"1.000","green":"0.500","blue":"0.000"})", RGBA{1, 0.5, 0, 1}},       // alpha 1
+      {R"({"red":"1.2","green":"-0.5","blue":"0.0","alpha":"1"})", RGBA{1, 0, 0, 1}},  // clamp
+      {R"({"red":"zz","green":"0","blue":"0","alpha":"1"})", std::nullopt},
+      {R"({"red":"0x","green":"0","blue":"0","alpha":"1"})", std::nullopt},
+      {R"({"green":"0","blue":"0","alpha":"1"})", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    auto catalog = AssetCatalog::load(catalogWithColour(c.components));
+    ASSERT_TRUE(catalog.ok());
+    const auto got = catalog->color("c", ColorScheme::light);
+    ASSERT_EQ(got.has_value(), c.want.has_value()) << c.components;
+    if (got) {
+      EXPECT_NEAR(got->red, c.want->red, 1e-9) << c.components;
+      EXPECT_NEAR(got->green, c.want->green, 1e-9) << c.components;
+      EXPECT_NEAR(got->blue, c.want->blue, 1e-9) << c.components;
+      EXPECT_NEAR(got->alpha, c.want->alpha, 1e-9) << c.components;
+    }
+  }
+}
+
+TEST(AssetCatalogTest, AppearancesNamespacesAndBrokenSets) {
+  auto catalog = AssetCatalog::load(kFixtures);
+  ASSERT_TRUE(catalog.ok()) << catalog.error().message;
+  const auto light = catalog->color("widget-background-primary", ColorScheme::light);
+  const auto dark = catalog->color("widget-background-primary", ColorScheme::dark);
+  ASSERT_TRUE(light && dark);
+  EXPECT_EQ(*light, (RGBA{1, 1, 1, 1}));
+  EXPECT_NEAR(dark->red, 0x1C / 255.0, 1e-9);
+  // A set with only a universal variant serves both appearances; the group provides a namespace.
+  EXPECT_EQ(catalog->color("Brand/accent", ColorScheme::dark),
+            catalog->color("Brand/accent", ColorScheme::light));
+  EXPECT_FALSE(catalog->color("accent", ColorScheme::light));
+  EXPECT_FALSE(catalog->color("broken", ColorScheme::light));
+  EXPECT_EQ(hexString(resolveColor(Color::named("Brand/accent"), ColorScheme::light, &*catalog)),
+            "#03B00080");
+  EXPECT_EQ(hexString(resolveColor(Color::named("nope"), ColorScheme::dark, &*catalog)),
+            "#FF00FFFF");
+  EXPECT_EQ(hexString(resolveColor(Color::named("widget-text-primary").opacity(0.5),
+                                   ColorScheme::dark, &*catalog)),
+            "#FFFFFF80");
+  EXPECT_FALSE(AssetCatalog::load(kFixtures / "missing").ok());
+}
+
+TEST(AssetCatalogTest, ImageSets) {
+  auto catalog = AssetCatalog::load(kFixtures);
+  ASSERT_TRUE(catalog.ok());
+  EXPECT_EQ(catalog->imageNames(),
+            (std::vector<std::string>{"ic_badge", "ic_broken", "ic_flame", "ic_mm"}));
+  EXPECT_EQ(catalog->imageSize("ic_flame"), (Size{24, 24}));
+  EXPECT_EQ(catalog->imageSize("ic_badge"), (Size{32, 16}));
+  // Inches need librsvg's reading: 72 points to the inch.
+  EXPECT_EQ(catalog->imageSize("ic_mm"), (Size{72, 36}));
+  // A file whose root declares a size but whose body does not parse has that size, and cannot
+  // be drawn (the renderer then shows the missing-image box).
+  EXPECT_EQ(catalog->imageSize("ic_broken"), (Size{10, 20}));
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 10, 10);
+  cairo_t* cr = cairo_create(surface);
+  EXPECT_FALSE(catalog->drawImage(cr, "ic_broken", {0, 0, 10, 10}));
+  EXPECT_TRUE(catalog->drawImage(cr, "ic_flame", {0, 0, 10, 10}));
+  cairo_destroy(cr);
+  cairo_surface_destroy(surface);
+  EXPECT_TRUE(catalog->isTemplateImage("ic_flame"));
+  EXPECT_FALSE(catalog->isTemplateImage("ic_badge"));
+  EXPECT_FALSE(catalog->imageSize("nope"));
+  EXPECT_FALSE(catalog->drawImage(nullptr, "nope", {0, 0, 10, 10}));
+}
+
+}  // namespace
+}  // namespace km

@@ -1,0 +1,418 @@
+#include "platform/ui/layout.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "platform/ui/text_engine.h"
+
+namespace km {
+namespace {
+
+// Frames of the drawn items in order, for comparing with hand-worked expectations.
+std::vector<Rect> frames(const DisplayList& list) {
+  std::vector<Rect> out;
+  for (const auto& item : list.items)
+    out.push_back(item.frame);
+  return out;
+}
+
+View box(double w, double h) {
+  return Rectangle().frame(w, h);
+}
+View fill() {
+  return Rectangle();
+}
+
+struct FrameCase {
+  const char* name;
+  View view;
+  Size container;
+  std::vector<Rect> want;
+};
+
+void expectFrames(const FrameCase& c) {
+  const auto got = frames(layout(c.view, c.container));
+  ASSERT_EQ(got.size(), c.want.size()) << c.name;
+  for (size_t i = 0; i < got.size(); ++i) {
+    EXPECT_NEAR(got[i].x, c.want[i].x, 1e-9) << c.name << " item " << i;
+    EXPECT_NEAR(got[i].y, c.want[i].y, 1e-9) << c.name << " item " << i;
+    EXPECT_NEAR(got[i].width, c.want[i].width, 1e-9) << c.name << " item " << i;
+    EXPECT_NEAR(got[i].height, c.want[i].height, 1e-9) << c.name << " item " << i;
+  }
+}
+
+// Stacks offer each child an equal share of what is left, least flexible first; spacing is 8
+// by default; spacers take what remains; alignment places children across the axis.
+TEST(LayoutTest, StacksDivideSpace) {
+  const FrameCase cases[] = {
+      // 300 - 2*8 = 284; the fixed 50 goes first, 234 is left for two flexible children.
+      {"hstack fixed middle",
+       HStack({fill(), box(50, 50), fill()}),
+       {300, 100},
+       {{0, 0, 117, 100}, {125, 25, 50, 50}, {183, 0, 117, 100}}},
+      {"hstack explicit spacing",
+       HStack(VerticalAlignment::center, 0, {fill(), fill()}),
+       {200, 40},
+       {{0, 0, 100, 40}, {100, 0, 100, 40}}},
+      // 200 - 10 - 20 = 170 for the rectangle.
+      {"vstack spacing 10",
+       VStack(HorizontalAlignment::center, 10, {box(100, 20), fill()}),
+       {100, 200},
+       {{0, 0, 100, 20}, {0, 30, 100, 170}}},
+      // No spacing next to a spacer; the stack is as tall as its tallest child and centred.
+      {"spacer pushes apart",
+       HStack({box(40, 40), Spacer(), box(40, 40)}),
+       {200, 100},
+       {{0, 30, 40, 40}, {160, 30, 40, 40}}},
+      {"top alignment",
+       HStack(VerticalAlignment::top, 4, {box(10, 40), box(10, 20)}),
+       {100, 100},
+       {{38, 30, 10, 40}, {52, 30, 10, 20}}},
+      {"bottom alignment",
+       HStack(VerticalAlignment::bottom, 4, {box(10, 40), box(10, 20)}),
+       {100, 100},
+       {{38, 30, 10, 40}, {52, 50, 10, 20}}},
+      {"vstack leading",
+       VStack(HorizontalAlignment::leading, 0, {box(60, 10), box(20, 10)}),
+       {100, 100},
+       {{20, 40, 60, 10}, {20, 50, 20, 10}}},
+      // Empty views take neither space nor spacing: 10 + 8 + 10 = 28, centred in 100.
+      {"empty view skipped",
+       VStack({box(10, 10), EmptyView(), box(10, 10)}),
+       {50, 100},
+       {{20, 36, 10, 10}, {20, 54, 10, 10}}},
+      {"zstack top leading",
+       ZStack(Alignment::topLeading(), {box(100, 100), box(20, 20)}),
+       {100, 100},
+       {{0, 0, 100, 100}, {0, 0, 20, 20}}},
+      {"zstack size is the largest child",
+       ZStack({box(60, 20), box(20, 40)}),
+       {100, 100},
+       {{20, 40, 60, 20}, {40, 30, 20, 40}}},
+      // Three spacers share what two 30-point boxes leave: (160 - 60) / 3 each.
+      {"spacers share",
+       HStack({Spacer(), box(30, 10), Spacer(), box(30, 10), Spacer()}),
+       {160, 10},
+       {{33.333333333333336, 0, 30, 10}, {96.66666666666667, 0, 30, 10}}},
+  };
+  for (const auto& c : cases)
+    expectFrames(c);
+}
+
+TEST(LayoutTest, PaddingFramesAndModifierOrder) {
+  const Color red = Color::sRGB(1, 0, 0);
+  const FrameCase cases[] = {
+      {"default padding is 16", fill().padding(), {100, 80}, {{16, 16, 68, 48}}},
+      {"leading padding", fill().padding(Edge::leading, 10), {100, 80}, {{10, 0, 90, 80}}},
+      {"padding insets", fill().padding(EdgeInsets{1, 2, 3, 4}), {100, 80}, {{2, 1, 94, 76}}},
+      // Padding then background: the background covers the padding too.
+      {"padding then background",
+       box(20, 20).padding(10).background(red),
+       {100, 100},
+       {{30, 30, 40, 40}, {40, 40, 20, 20}}},
+      // Background then padding: the background is only as large as the content.
+      {"background then padding",
+       box(20, 20).background(red).padding(10),
+       {100, 100},
+       {{40, 40, 20, 20}, {40, 40, 20, 20}}},
+      {"fixed frame centres", box(20, 10).frame(100, 50), {200, 200}, {{90, 95, 20, 10}}},
+      {"fixed frame alignment",
+       box(20, 10).frame(100, 50, Alignment::bottomTrailing()),
+       {200, 200},
+       {{130, 115, 20, 10}}},
+      {"fixed width only", fill().frame(40, std::nullopt), {200, 100}, {{80, 0, 40, 100}}},
+      // maxWidth infinity takes the whole offer; the height stays the child's.
+      {"max width infinity",
+       box(30, 30).frame({.maxWidth = kInfinity, .alignment = Alignment::leading()}),
+       {200, 100},
+       {{0, 35, 30, 30}}},
+      // A minimum wider than the child: the frame is the minimum, the child centred in it.
+      {"min width", box(30, 30).frame({.minWidth = 100}), {200, 100}, {{85, 35, 30, 30}}},
+      // A maximum narrower than the offer caps what a flexible child gets.
+      {"max width caps",
+       fill().frame({.maxWidth = 50, .maxHeight = 20}),
+       {200, 100},
+       {{75, 40, 50, 20}}},
+      {"overlay aligned",
+       box(100, 50).overlay(box(20, 10), Alignment::bottomTrailing()),
+       {100, 50},
+       {{0, 0, 100, 50}, {80, 40, 20, 10}}},
+      // An overlay is offered the base's size and never grows it.
+      {"overlay is offered base size",
+       box(40, 40).overlay(fill()),
+       {100, 100},
+       {{30, 30, 40, 40}, {30, 30, 40, 40}}},
+      {"background behind",
+       box(40, 40).background(fill().padding(5)),
+       {100, 100},
+       {{35, 35, 30, 30}, {30, 30, 40, 40}}},
+  };
+  for (const auto& c : cases)
+    expectFrames(c);
+}
+
+TEST(LayoutTest, GeometryReaderTakesProposalAndPlacesTopLeading) {
+  Size seen;
+  View reader = GeometryReader([&seen](const GeometryProxy& g) {
+    seen = g.size;
+    return box(g.size.width / 2, g.size.height / 4);
+  });
+  expectFrames({"reader", reader, {200, 100}, {{0, 0, 100, 25}}});
+  EXPECT_EQ(seen, (Size{200, 100}));
+  // Inside padding the reader sees the reduced size and starts at the padded corner.
+  expectFrames({"padded reader", reader.padding(10), {200, 100}, {{10, 10, 90, 20}}});
+  EXPECT_EQ(seen, (Size{180, 80}));
+}
+
+TEST(LayoutTest, ShapesFillTheProposalAndCirclesAreInscribed) {
+  const DisplayList list = layout(Circle().fill(Color::black()), {200, 100});
+  ASSERT_EQ(list.items.size(), 1u);
+  EXPECT_EQ(list.items[0].frame, (Rect{0, 0, 200, 100}));
+  const Rect bounds = std::get<DisplayShape>(list.items[0].content).path.boundingRect();
+  EXPECT_NEAR(bounds.x, 50, 1e-9);
+  EXPECT_NEAR(bounds.y, 0, 1e-9);
+  EXPECT_NEAR(bounds.width, 100, 1e-9);
+  EXPECT_NEAR(bounds.height, 100, 1e-9);
+  // Asked for its ideal size a shape is 10 by 10; asked for its maximum, infinite.
+  EXPECT_EQ(sizeThatFits(Circle(), {}), (Size{10, 10}));
+  EXPECT_EQ(sizeThatFits(Circle(), ProposedSize::infinity()), (Size{kInfinity, kInfinity}));
+}
+
+TEST(LayoutTest, EffectsChangeDrawingNotLayout) {
+  const DisplayList list =
+      layout(HStack(VerticalAlignment::center, 0,
+                    {box(20, 20).rotationEffect(Angle::degrees(90)).opacity(0.5), box(20, 20)}),
+             {40, 20});
+  ASSERT_EQ(list.items.size(), 2u);
+  EXPECT_EQ(list.items[0].frame, (Rect{0, 0, 20, 20}));
+  EXPECT_EQ(list.items[1].frame, (Rect{20, 0, 20, 20}));
+  EXPECT_DOUBLE_EQ(list.items[0].opacity, 0.5);
+  // A quarter turn about the centre (10, 10) maps the top-leading corner to the top-trailing.
+  const Point p = list.items[0].transform.apply({0, 0});
+  EXPECT_NEAR(p.x, 20, 1e-9);
+  EXPECT_NEAR(p.y, 0, 1e-9);
+  EXPECT_TRUE(list.items[1].transform.isIdentity());
+  // A turn by pi about the vertical axis mirrors horizontally.
+  const DisplayList mirrored =
+      layout(box(20, 10).rotation3DEffect(Angle::degrees(180), 0, 1, 0), {20, 10});
+  const Point q = mirrored.items[0].transform.apply({0, 0});
+  EXPECT_NEAR(q.x, 20, 1e-9);
+  EXPECT_NEAR(q.y, 0, 1e-9);
+}
+
+TEST(LayoutTest, EnvironmentAndWidgetSettingsReachTheList) {
+  const Color green = Color::sRGB(0, 1, 0);
+  const DisplayList list = layout(VStack({Circle(), Text("a")})
+                                      .foregroundColor(green)
+                                      .widgetAccentable()
+                                      .widgetURL("kalomate://x")
+                                      .containerBackground(Color::named("bg"))
+                                      .widgetURL("kalomate://ignored"),
+                                  {100, 100});
+  ASSERT_EQ(list.items.size(), 2u);
+  EXPECT_EQ(std::get<Color>(*std::get<DisplayShape>(list.items[0].content).fill), green);
+  EXPECT_EQ(std::get<DisplayText>(list.items[1].content).color, green);
+  EXPECT_TRUE(list.items[0].accentable);
+  // The outermost widget URL wins.
+  EXPECT_EQ(list.widgetURL, "kalomate://ignored");
+  EXPECT_EQ(std::get<Color>(*list.containerBackground), Color::named("bg"));
+}
+
+TEST(LayoutTest, LinksCoverTheirLabel) {
+  const DisplayList list = layout(Link("kalomate://a", box(30, 20)).padding(5), {100, 100});
+  ASSERT_EQ(list.items.size(), 2u);
+  EXPECT_EQ(std::get<DisplayLink>(list.items[1].content).url, "kalomate://a");
+  EXPECT_EQ(list.items[1].frame, (Rect{35, 40, 30, 20}));
+}
+
+// Inter's line height is its ascender plus descender: (0.96875 + 0.2421875) of the size.
+constexpr double kLineHeight17 = 17 * 1.2109375;
+
+TEST(LayoutTest, TextWrapsTruncatesAndScales) {
+  const std::string sentence = "The quick brown fox jumps over the lazy dog";
+  const Size natural = sizeThatFits(Text(sentence), {});
+  EXPECT_NEAR(natural.height, kLineHeight17, 0.5);
+  EXPECT_GT(natural.width, 250);
+
+  struct Case {
+    const char* name;
+    View view;
+    ProposedSize proposal;
+    int lines;  // expected line count from the height
+    bool narrower;
+  } cases[] = {
+      {"fits on one line", Text(sentence), {1000.0, 1000.0}, 1, false},
+      {"wraps to two lines", Text(sentence), {natural.width * 0.6, 1000.0}, 2, true},
+      {"line limit 1 truncates", Text(sentence).lineLimit(1), {100.0, 1000.0}, 1, true},
+      {"height limits lines", Text(sentence), {80.0, kLineHeight17 * 2.5}, 2, true},
+  };
+  for (const auto& c : cases) {
+    const Size s = sizeThatFits(c.view, c.proposal);
+    EXPECT_NEAR(s.height, kLineHeight17 * c.lines, 1.0) << c.name;
+    EXPECT_LE(s.width, *c.proposal.width + 1e-9) << c.name;
+    if (!c.narrower) {
+      EXPECT_NEAR(s.width, natural.width, 1e-9) << c.name;
+    }
+  }
+
+  // A fixed-size text keeps its natural line in any width.
+  EXPECT_EQ(sizeThatFits(Text(sentence).fixedSize(), {50.0, 10.0}), natural);
+
+  // A short text never grows to its proposal.
+  EXPECT_LT(sizeThatFits(Text("Hi"), {300.0, 100.0}).width, 30);
+
+  // Minimum scale factor: the text shrinks (down to the factor) before truncating.
+  const View scaled = Text(sentence).lineLimit(1).minimumScaleFactor(0.5);
+  const DisplayList half = layout(scaled.frame(natural.width * 0.6, 40), {400, 40});
+  const auto& shrunk = std::get<DisplayText>(half.items[0].content);
+  EXPECT_LT(shrunk.font.size, 17 * 0.61);
+  EXPECT_GE(shrunk.font.size, 17 * 0.5 - 1e-9);
+  const DisplayList tiny = layout(scaled.frame(40, 40), {400, 40});
+  EXPECT_DOUBLE_EQ(std::get<DisplayText>(tiny.items[0].content).font.size, 8.5);
+  EXPECT_EQ(std::get<DisplayText>(tiny.items[0].content).maxLines, 1);
+  EXPECT_LE(tiny.items[0].frame.width, 40 + 1e-9);
+}
+
+TEST(LayoutTest, TextNextToSpacerKeepsItsWidth) {
+  const Size word = sizeThatFits(Text("Semibold 1 250"), {});
+  const DisplayList list =
+      layout(HStack({Text("Semibold 1 250"), Spacer(), Text("Semibold 1 250")}),
+             {word.width * 2 + 20, 50});
+  ASSERT_EQ(list.items.size(), 2u);
+  EXPECT_NEAR(list.items[0].frame.width, word.width, 1e-6);
+  EXPECT_NEAR(list.items[0].frame.height, word.height, 1e-6);
+  EXPECT_NEAR(list.items[1].frame.x, word.width + 20, 1e-6);
+}
+
+TEST(LayoutTest, ProgressViewDrawsTrackArcAndLabel) {
+  const DisplayList list =
+      layout(ProgressView(0.25, 1, Text("Energy"), Text("1200")).foregroundColor(Color::white()),
+             {72, 72});
+  ASSERT_EQ(list.items.size(), 3u);  // track, arc, current-value label (the label is not drawn)
+  const auto& arc = std::get<DisplayShape>(list.items[1].content);
+  EXPECT_DOUBLE_EQ(arc.trimTo, 0.25);
+  EXPECT_EQ(std::get<DisplayText>(list.items[2].content).text, "1200");
+  const DisplayList nan = layout(ProgressView(NAN, 1, Text(""), Text("")), {72, 72});
+  EXPECT_DOUBLE_EQ(std::get<DisplayShape>(nan.items[1].content).trimTo, 0);
+  const DisplayList over = layout(ProgressView(3, 1, Text(""), Text("")), {72, 72});
+  EXPECT_DOUBLE_EQ(std::get<DisplayShape>(over.items[1].content).trimTo, 1);
+}
+
+}  // namespace
+}  // namespace km
+
+namespace km {
+namespace {
+
+// Bad numbers from a widget's arithmetic are ignored like the phone ignores them: the layout
+// stays finite and drawing goes on.
+TEST(LayoutTest, InvalidNumbersAreIgnored) {
+  const double nan = std::nan("");
+  const FrameCase cases[] = {
+      {"nan frame", box(20, 20).frame(nan, 40), {100, 100}, {{40, 40, 20, 20}}},
+      {"negative frame", box(20, 20).frame(-5, std::nullopt), {100, 100}, {{40, 40, 20, 20}}},
+      {"infinite fixed frame",
+       box(20, 20).frame(kInfinity, kInfinity),
+       {100, 100},
+       {{40, 40, 20, 20}}},
+      {"nan padding", box(20, 20).padding(nan), {100, 100}, {{40, 40, 20, 20}}},
+      {"nan spacing is the default",
+       VStack(HorizontalAlignment::center, nan, {box(10, 10), box(10, 10)}),
+       {100, 100},
+       {{45, 36, 10, 10}, {45, 54, 10, 10}}},
+      {"nan offset", box(20, 20).offset(nan, 3), {100, 100}, {{40, 40, 20, 20}}},
+  };
+  for (const auto& c : cases)
+    expectFrames(c);
+  const DisplayList list = layout(box(20, 20).opacity(nan).offset(nan, 3), {100, 100});
+  EXPECT_DOUBLE_EQ(list.items[0].opacity, 1);
+  EXPECT_DOUBLE_EQ(list.items[0].transform.x0, 0);
+  EXPECT_DOUBLE_EQ(list.items[0].transform.y0, 3);
+}
+
+}  // namespace
+}  // namespace km
+
+namespace km {
+namespace {
+
+TEST(LayoutTest, TapsOpenTheTopmostLinkOrTheWidgetURL) {
+  const View view =
+      ZStack(
+          Alignment::topLeading(),
+          {Link("kalomate://under", box(100, 100)), Link("kalomate://over", box(50, 50)),
+           Link("kalomate://turned", box(20, 10)).rotationEffect(Angle::degrees(90)).offset(70, 0)})
+          .widgetURL("kalomate://widget");
+  const DisplayList list = layout(view, {100, 100});
+  struct Case {
+    Point at;
+    std::optional<std::string> want;
+  } cases[] = {
+      {{10, 10}, "kalomate://over"},
+      {{60, 60}, "kalomate://under"},
+      // The turned link's 20×10 frame at (0, 0) turns about (10, 5) and moves right by 70: it
+      // covers x 75..85, y -5..15.
+      {{80, 12}, "kalomate://turned"},
+      {{10, 3}, "kalomate://over"},
+      {{150, 150}, "kalomate://widget"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(urlAt(list, c.at), c.want) << c.at.x << "," << c.at.y;
+  }
+  EXPECT_EQ(urlAt(layout(box(10, 10), {10, 10}), {5, 5}), std::nullopt);
+}
+
+}  // namespace
+}  // namespace km
+
+namespace km {
+namespace {
+
+// What views choose when asked for their ideal (nullopt), minimum (0) and maximum (infinity).
+TEST(LayoutTest, IdealMinimumAndMaximumSizes) {
+  const std::optional<double> ideal;
+  struct Case {
+    const char* name;
+    View view;
+    ProposedSize proposal;
+    Size want;
+  } cases[] = {
+      {"shape ideal", Rectangle(), {ideal, ideal}, {10, 10}},
+      {"shape minimum", Rectangle(), {0.0, 0.0}, {0, 0}},
+      {"ideal width of a flexible frame",
+       Rectangle().frame({.idealWidth = 50}),
+       {ideal, 30.0},
+       {50, 30}},
+      {"ideal ignored when offered", Rectangle().frame({.idealWidth = 50}), {80.0, 30.0}, {80, 30}},
+      {"fixed frame ignores the offer", Rectangle().frame(20, 30), {kInfinity, 0.0}, {20, 30}},
+      {"padding adds to the ideal", Rectangle().padding(5), {ideal, ideal}, {20, 20}},
+      {"spacer outside a stack", Spacer(), {ideal, ideal}, {8, 8}},
+      {"spacer in a stack, ideal", HStack({Spacer()}), {ideal, ideal}, {8, 0}},
+      {"spacer with a minimum", VStack({Spacer(30)}), {5.0, 0.0}, {0, 30}},
+      {"hstack of fixed boxes, maximum",
+       HStack({box(10, 10), box(20, 5)}),
+       {kInfinity, kInfinity},
+       {38, 10}},
+      {"geometry reader ideal",
+       GeometryReader([](const GeometryProxy&) { return View(); }),
+       {ideal, ideal},
+       {10, 10}},
+      {"max-width frame offered infinity",
+       box(10, 10).frame({.maxWidth = kInfinity}),
+       {kInfinity, 50.0},
+       {kInfinity, 10}},
+      {"empty", EmptyView(), {100.0, 100.0}, {0, 0}},
+      {"fixed size ignores the offer",
+       box(10, 10).frame({.maxWidth = kInfinity}).fixedSize(),
+       {300.0, 300.0},
+       {10, 10}},
+      {"fixed size on one axis", Rectangle().fixedSize(true, false), {300.0, 40.0}, {10, 40}},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(sizeThatFits(c.view, c.proposal), c.want) << c.name;
+  }
+}
+
+}  // namespace
+}  // namespace km

@@ -1,0 +1,385 @@
+#include <cairo.h>
+#include <gtest/gtest.h>
+#include <spng.h>
+
+#include <cmath>
+#include <numbers>
+
+#include "gallery.h"
+#include "platform/ui/asset_catalog.h"
+#include "platform/ui/layout.h"
+#include "platform/ui/renderer.h"
+
+namespace km {
+namespace {
+
+const AssetCatalog& fixtures() {
+  static const AssetCatalog* catalog = [] {
+    auto loaded =
+        AssetCatalog::load(std::string(KM_SOURCE_DIR) + "/tests/ui/fixtures/Test.xcassets");
+    if (!loaded) ADD_FAILURE() << loaded.error().message;
+    return new AssetCatalog(loaded ? std::move(loaded.value()) : AssetCatalog());
+  }();
+  return *catalog;
+}
+
+RasterImage draw(const View& view, Size size, double scale = 1,
+                 ColorScheme scheme = ColorScheme::light,
+                 RenderingMode mode = RenderingMode::fullColor) {
+  RenderOptions o;
+  o.scale = scale;
+  o.colorScheme = scheme;
+  o.renderingMode = mode;
+  o.assets = &fixtures();
+  return renderImage(layout(view, size, LayoutOptions{&fixtures()}), o);
+}
+
+// Draws through a recording surface, as vector output does (angular gradients become mesh
+// patterns there), then replays it into pixels.
+RasterImage drawAsVector(const View& view, Size size) {
+  RenderOptions o;
+  o.scale = 1;
+  o.assets = &fixtures();
+  const DisplayList list = layout(view, size, LayoutOptions{&fixtures()});
+  cairo_surface_t* recording = cairo_recording_surface_create(CAIRO_CONTENT_COLOR_ALPHA, nullptr);
+  cairo_t* cr = cairo_create(recording);
+  drawDisplayList(cr, list, o);
+  cairo_destroy(cr);
+  cairo_surface_t* image = cairo_image_surface_create(
+      CAIRO_FORMAT_ARGB32, static_cast<int>(size.width), static_cast<int>(size.height));
+  cr = cairo_create(image);
+  cairo_set_source_surface(cr, recording, 0, 0);
+  cairo_paint(cr);
+  cairo_destroy(cr);
+  cairo_surface_destroy(recording);
+  return RasterImage(image);
+}
+
+using Pixel = std::array<uint8_t, 4>;
+
+bool isRed(const Pixel& p) {
+  return p[0] > 200 && p[1] < 60 && p[2] < 60 && p[3] > 200;
+}
+
+// The point at `degrees` from three o'clock, clockwise on screen, on a circle about (50, 50).
+std::pair<int, int> at(double degrees, double radius) {
+  const double t = degrees * std::numbers::pi / 180;
+  return {static_cast<int>(std::lround(50 + radius * std::cos(t))),
+          static_cast<int>(std::lround(50 + radius * std::sin(t)))};
+}
+
+TEST(RenderTest, ArcDirectionAndTrimStart) {
+  const Color red = Color::sRGB(1, 0, 0);
+  auto arc = [&](bool clockwise) {
+    Path p;
+    p.addArc({50, 50}, 40, Angle::degrees(0), Angle::degrees(90), clockwise);
+    return Shape::path(p).stroke(red, 8);
+  };
+  // A ring turned by -90 degrees starts its trim at twelve o'clock and grows clockwise.
+  const View quarterRing =
+      Circle().trim(0, 0.25).stroke(red, 8).rotationEffect(Angle::degrees(-90)).padding(10);
+  struct Case {
+    const char* name;
+    View view;
+    std::vector<double> redAt, clearAt;  // angles on the radius-40 circle
+  } cases[] = {
+      {"counter-clockwise flag off: three to six o'clock", arc(false), {45}, {-90, 180, -45}},
+      {"clockwise flag: through twelve and nine", arc(true), {-90, 180, -45}, {45}},
+      {"ring trim starts at twelve", quarterRing, {-80, -45, -10}, {10, 90, 180, -100}},
+  };
+  for (const auto& c : cases) {
+    const RasterImage img = draw(c.view, {100, 100});
+    for (double a : c.redAt) {
+      auto [x, y] = at(a, 40);
+      EXPECT_TRUE(isRed(img.pixel(x, y))) << c.name << " at " << a;
+    }
+    for (double a : c.clearAt) {
+      auto [x, y] = at(a, 40);
+      EXPECT_EQ(img.pixel(x, y)[3], 0) << c.name << " at " << a;
+    }
+  }
+}
+
+TEST(RenderTest, ConicGradientColoursAtKnownAngles) {
+  const Color red = Color::sRGB(1, 0, 0), blue = Color::sRGB(0, 0, 1);
+  struct Case {
+    const char* name;
+    AngularGradient gradient;
+    double angle;  // from three o'clock, clockwise
+    double redShare;
+  } cases[] = {
+      {"start", {Gradient::evenlySpaced({red, blue})}, 5, 1 - 5.0 / 360},
+      {"quarter", {Gradient::evenlySpaced({red, blue})}, 90, 0.75},
+      {"half", {Gradient::evenlySpaced({red, blue})}, 180, 0.5},
+      {"three quarters", {Gradient::evenlySpaced({red, blue})}, 270, 0.25},
+      // A sweep from 90 to 270 degrees: halfway at 180; the end colours continue outside.
+      {"partial sweep middle",
+       {Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle::degrees(90),
+        Angle::degrees(270)},
+       180,
+       0.5},
+      {"partial sweep after end",
+       {Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle::degrees(90),
+        Angle::degrees(270)},
+       300,
+       0},
+      {"partial sweep before start",
+       {Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle::degrees(90),
+        Angle::degrees(270)},
+       60,
+       1},
+      {"three stops", {Gradient({{red, 0}, {Color::sRGB(0, 1, 0), 0.5}, {blue, 1}})}, 90, 0.5},
+  };
+  for (const auto& c : cases) {
+    // Pixels get a per-pixel gradient; vector output a mesh: both must agree with the angles.
+    for (bool vector : {false, true}) {
+      const View view = Circle().fill(c.gradient);
+      const RasterImage img = vector ? drawAsVector(view, {100, 100}) : draw(view, {100, 100});
+      auto [x, y] = at(c.angle, 30);
+      const Pixel p = img.pixel(x, y);
+      EXPECT_NEAR(p[0], 255 * c.redShare, 10) << c.name << (vector ? " (mesh)" : "");
+      if (std::string(c.name) != "three stops") {
+        EXPECT_NEAR(p[2], 255 * (1 - c.redShare), 10) << c.name << (vector ? " (mesh)" : "");
+      } else {
+        EXPECT_NEAR(p[1], 255 * 0.5, 10) << c.name;  // a quarter: halfway from red to green
+      }
+    }
+  }
+}
+
+TEST(RenderTest, NamedColoursResolvePerAppearanceAndMissingOnesShow) {
+  const DisplayList list =
+      layout(HStack(VerticalAlignment::center, 0,
+                    {Rectangle().fill(Color::named("widget-background-primary")),
+                     Rectangle().fill(Color::named("no-such-colour")),
+                     Rectangle().fill(Color::primary())}),
+             {30, 10});
+  RenderOptions o;
+  o.scale = 1;
+  o.assets = &fixtures();
+  struct Case {
+    ColorScheme scheme;
+    Pixel named, missing, primary;
+  } cases[] = {
+      {ColorScheme::light, {255, 255, 255, 255}, {255, 0, 255, 255}, {0, 0, 0, 255}},
+      {ColorScheme::dark, {0x1C, 0x1C, 0x1E, 255}, {255, 0, 255, 255}, {255, 255, 255, 255}},
+  };
+  for (const auto& c : cases) {
+    o.colorScheme = c.scheme;
+    const RasterImage img = renderImage(list, o);
+    EXPECT_EQ(img.pixel(5, 5), c.named);
+    EXPECT_EQ(img.pixel(15, 5), c.missing);
+    EXPECT_EQ(img.pixel(25, 5), c.primary);
+  }
+}
+
+// Columns that hold ink, as runs [first, last].
+std::vector<std::pair<int, int>> inkRuns(const RasterImage& img) {
+  std::vector<std::pair<int, int>> runs;
+  bool in = false;
+  for (int x = 0; x < img.width(); ++x) {
+    bool ink = false;
+    for (int y = 0; y < img.height() && !ink; ++y)
+      ink = img.pixel(x, y)[3] > 60;
+    if (ink && !in) runs.push_back({x, x});
+    if (ink) runs.back().second = x;
+    in = ink;
+  }
+  return runs;
+}
+
+TEST(RenderTest, RightToLeftTextStartsAtTheRight) {
+  // The first letter in memory order is a thin alef, then a gap, then a wide word. Right to
+  // left, the alef is the rightmost ink; in Latin the thin "l" is the leftmost.
+  struct Case {
+    const char* name;
+    const char* text;
+    bool thinAtRight;
+  } cases[] = {
+      {"arabic", "\u0627    \u0645\u0645\u0645\u0645", true},
+      {"latin", "l    mmmm", false},
+  };
+  for (const auto& c : cases) {
+    const RasterImage img = draw(Text(c.text).font(30), {200, 50}, 1);
+    const auto runs = inkRuns(img);
+    ASSERT_GE(runs.size(), 2u) << c.name;
+    // Latin letters stand apart, so the word is the span of all runs but the thin one.
+    const auto& thin = c.thinAtRight ? runs.back() : runs.front();
+    const int wordWidth = c.thinAtRight ? runs[runs.size() - 2].second - runs.front().first
+                                        : runs.back().second - runs[1].first;
+    EXPECT_LT(thin.second - thin.first, 12) << c.name;
+    EXPECT_GT(wordWidth, 40) << c.name;
+  }
+}
+
+TEST(RenderTest, ImagesTemplatesAndFallbacks) {
+  const Color orange = Color::sRGB(1, 0.5, 0);
+  struct Case {
+    const char* name;
+    View view;
+    Pixel centre;
+  } cases[] = {
+      // The flame's asset asks for template rendering: its shape takes the foreground colour.
+      {"template by asset",
+       Image("ic_flame").resizable().foregroundColor(orange),
+       {255, 128, 0, 255}},
+      {"original colours", Image("ic_badge").resizable(), {255, 0, 0, 255}},
+      {"forced template",
+       Image("ic_badge")
+           .renderingMode(ImageRenderingMode::template_)
+           .resizable()
+           .foregroundColor(orange),
+       {255, 128, 0, 255}},
+  };
+  for (const auto& c : cases) {
+    const RasterImage img = draw(c.view, {48, 48});
+    const Pixel p = img.pixel(c.centre == Pixel{255, 0, 0, 255} ? 12 : 24, 30);
+    EXPECT_NEAR(p[0], c.centre[0], 3) << c.name;
+    EXPECT_NEAR(p[1], c.centre[1], 3) << c.name;
+    EXPECT_NEAR(p[2], c.centre[2], 3) << c.name;
+    EXPECT_NEAR(p[3], c.centre[3], 3) << c.name;
+  }
+  // A missing image draws a magenta box of the fallback size (16 points).
+  const DisplayList list = layout(Image("no-such-image"), {16, 16}, LayoutOptions{&fixtures()});
+  EXPECT_EQ(list.items[0].frame, (Rect{0, 0, 16, 16}));
+  // So does an image whose file cannot be read, at its declared size.
+  for (const char* name : {"no-such-image", "ic_broken"}) {
+    const RasterImage img = draw(Image(name).resizable(), {16, 16});
+    const Pixel magenta = img.pixel(8, 8);
+    EXPECT_GT(magenta[0], 250) << name;
+    EXPECT_LT(magenta[1], 5) << name;
+    EXPECT_GT(magenta[2], 250) << name;
+    EXPECT_GT(magenta[3], 250) << name;
+  }
+}
+
+TEST(RenderTest, RenderingModesRecolour) {
+  const View red = Rectangle().fill(Color::sRGB(1, 0, 0));
+  const RasterImage full = draw(red, {10, 10}, 1, ColorScheme::dark, RenderingMode::fullColor);
+  const RasterImage vibrant = draw(red, {10, 10}, 1, ColorScheme::dark, RenderingMode::vibrant);
+  const RasterImage accented =
+      draw(red.widgetAccentable(), {10, 10}, 1, ColorScheme::dark, RenderingMode::accented);
+  EXPECT_EQ(full.pixel(5, 5), (Pixel{255, 0, 0, 255}));
+  // Vibrant: white at partial opacity over the dark (slightly blue) backdrop; the red is gone.
+  const Pixel v = vibrant.pixel(5, 5);
+  EXPECT_LE(v[0], v[1] + 2);
+  EXPECT_LE(v[1], v[2]);
+  EXPECT_GT(v[0], 100);
+  // Accented: an accentable part takes the accent's hue (blue dominates).
+  const Pixel a = accented.pixel(5, 5);
+  EXPECT_GT(a[2], a[0]);
+}
+
+TEST(RenderTest, ShadowDarkensBelowTheShape) {
+  const View card = Rectangle()
+                        .fill(Color::white())
+                        .frame(40, 40)
+                        .shadow(Color::black(), 4, 0, 6)
+                        .frame(100, 100)
+                        .background(Color::white());
+  const RasterImage img = draw(card, {100, 100});
+  const Pixel below = img.pixel(50, 73);  // 3 points under the card's bottom edge at 70
+  const Pixel above = img.pixel(50, 27);
+  const Pixel far = img.pixel(5, 5);
+  EXPECT_LT(below[0], 235);
+  EXPECT_GT(above[0], below[0]);
+  EXPECT_EQ(far[0], 255);
+}
+
+TEST(RenderTest, ZeroScaleSkipsOnlyThatItem) {
+  const View view = ZStack({Rectangle().fill(Color::sRGB(1, 0, 0)),
+                            Rectangle().fill(Color::sRGB(0, 0, 1)).scaleEffect(0)});
+  const RasterImage img = draw(view, {10, 10});
+  EXPECT_EQ(img.pixel(5, 5), (Pixel{255, 0, 0, 255}));
+}
+
+// Numbers a widget's arithmetic can produce (not-a-number angles, centres at infinity, widths
+// of a billion points) draw something sensible instead of stopping the context or overflowing.
+TEST(RenderTest, NonFiniteGradientsAndHugeSizesStillDraw) {
+  const Color red = Color::sRGB(1, 0, 0), blue = Color::sRGB(0, 0, 1);
+  const View nanAngles = Circle().fill(AngularGradient{
+      Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle{NAN}, Angle{INFINITY}});
+  const View nanCentre =
+      Circle().fill(AngularGradient{Gradient::evenlySpaced({red, blue}), UnitPoint{NAN, 0.5}});
+  const View nanLinear =
+      Rectangle().fill(LinearGradient{Gradient::evenlySpaced({red, blue}), UnitPoint{NAN, 0}});
+  for (const View& v : {nanAngles, nanCentre, nanLinear}) {
+    for (bool vector : {false, true}) {
+      const RasterImage img = vector ? drawAsVector(v, {100, 100}) : draw(v, {100, 100});
+      EXPECT_EQ(img.pixel(50, 50)[3], 255) << vector;  // drawn, with the default geometry
+    }
+  }
+  const View wide =
+      Text("wide").frame(1e9, 20, Alignment::leading()).frame(100, 20, Alignment::leading());
+  const DisplayList list = layout(wide, {100, 20});
+  ASSERT_EQ(list.items.size(), 1u);
+  const RasterImage img = draw(wide, {100, 20});
+  int ink = 0;
+  for (int x = 0; x < 40; ++x) {
+    for (int y = 0; y < 20; ++y)
+      ink += img.pixel(x, y)[3] > 128;
+  }
+  EXPECT_GT(ink, 20);  // the word is drawn at the leading edge
+}
+
+TEST(RenderTest, LinearGradientAndRoundedShapes) {
+  const View bar =
+      Capsule()
+          .fill(LinearGradient{Gradient::evenlySpaced({Color::sRGB(1, 0, 0), Color::sRGB(0, 0, 1)}),
+                               UnitPoint::leading(), UnitPoint::trailing()})
+          .frame(100, 20);
+  const RasterImage img = draw(bar, {100, 20});
+  EXPECT_EQ(img.pixel(0, 0)[3], 0);  // outside the rounded end
+  const Pixel mid = img.pixel(50, 10);
+  EXPECT_NEAR(mid[0], 128, 6);
+  EXPECT_NEAR(mid[2], 128, 6);
+  const Pixel nearEnd = img.pixel(90, 10);
+  EXPECT_GT(nearEnd[2], 220);
+  // Continuous corners cut deeper into the corner than circular ones of the same radius.
+  const RasterImage circular = draw(RoundedRectangle(20).fill(Color::black()), {100, 100});
+  const RasterImage continuous =
+      draw(RoundedRectangle(20, RoundedCornerStyle::continuous).fill(Color::black()), {100, 100});
+  EXPECT_GT(circular.pixel(5, 5)[3], continuous.pixel(5, 5)[3]);
+  EXPECT_EQ(continuous.pixel(50, 50)[3], 255);
+}
+
+TEST(RenderTest, PngRoundTripsAtScale) {
+  const RasterImage img = draw(gallery::ringWidget(0.72), {158, 158}, 3);
+  EXPECT_EQ(img.width(), 474);
+  EXPECT_EQ(img.height(), 474);
+  auto png = encodePng(img);
+  ASSERT_TRUE(png.ok()) << png.error().message;
+  spng_ctx* ctx = spng_ctx_new(0);
+  spng_set_png_buffer(ctx, png->data(), png->size());
+  spng_ihdr ihdr;
+  ASSERT_EQ(spng_get_ihdr(ctx, &ihdr), 0);
+  EXPECT_EQ(ihdr.width, 474u);
+  size_t size = 0;
+  spng_decoded_image_size(ctx, SPNG_FMT_RGBA8, &size);
+  std::vector<uint8_t> rgba(size);
+  ASSERT_EQ(spng_decode_image(ctx, rgba.data(), size, SPNG_FMT_RGBA8, 0), 0);
+  spng_ctx_free(ctx);
+  for (auto [x, y] : {std::pair{237, 237}, std::pair{100, 30}, std::pair{300, 420}}) {
+    const Pixel want = img.pixel(x, y);
+    const uint8_t* got = &rgba[(static_cast<size_t>(y) * 474 + static_cast<size_t>(x)) * 4];
+    for (int k = 0; k < 4; ++k)
+      EXPECT_NEAR(got[k], want[static_cast<size_t>(k)], 1);
+  }
+}
+
+TEST(RenderTest, VectorFormatsAreWritten) {
+  const DisplayList list = layout(gallery::ringWidget(0.5), {158, 158}, LayoutOptions{&fixtures()});
+  RenderOptions o;
+  o.assets = &fixtures();
+  const auto dir = std::filesystem::temp_directory_path();
+  for (const char* name : {"km_ui_test.svg", "km_ui_test.pdf", "km_ui_test.png"}) {
+    const auto file = dir / name;
+    ASSERT_TRUE(writeImageFile(list, o, file).ok()) << name;
+    EXPECT_GT(std::filesystem::file_size(file), 1000u) << name;
+    std::filesystem::remove(file);
+  }
+  EXPECT_FALSE(writeImageFile(list, o, dir / "km_ui_test.gif").ok());
+}
+
+}  // namespace
+}  // namespace km
