@@ -416,3 +416,38 @@ TEST(LayoutTest, IdealMinimumAndMaximumSizes) {
 
 }  // namespace
 }  // namespace km
+
+namespace km {
+namespace {
+
+// Higher priorities are offered space first, after every lower-priority sibling's minimum is set
+// aside; equal priorities share as before.
+TEST(LayoutTest, LayoutPriorityOrdersStackSizing) {
+  const FrameCase cases[] = {
+      // Without priorities two flexible boxes share 300 - 8 equally.
+      {"equal priorities share",
+       HStack({fill(), fill()}),
+       {300, 10},
+       {{0, 0, 146, 10}, {154, 0, 146, 10}}},
+      // The prioritised one takes all but the other's minimum (0).
+      {"higher priority takes the rest",
+       HStack({fill(), fill().layoutPriority(1)}),
+       {300, 10},
+       {{0, 0, 0, 10}, {8, 0, 292, 10}}},
+      // A lower-priority child with a minimum width keeps it: 300 - 8 - 50 = 242.
+      {"minimum of the lower priority is kept",
+       HStack({fill().frame({.minWidth = 50}), fill().padding(0).layoutPriority(1)}),
+       {300, 10},
+       {{0, 0, 50, 10}, {58, 0, 242, 10}}},
+      // The priority is seen through modifiers written after it.
+      {"priority through padding",
+       VStack(HorizontalAlignment::center, 0, {fill(), fill().layoutPriority(2).padding(5)}),
+       {10, 100},
+       {{0, 0, 10, 0}, {5, 5, 0, 90}}},
+  };
+  for (const auto& c : cases)
+    expectFrames(c);
+}
+
+}  // namespace
+}  // namespace km

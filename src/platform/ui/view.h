@@ -64,6 +64,9 @@ class View {
   // Offers the view its ideal size on the chosen axes, whatever the parent proposes (a text keeps
   // its one natural line instead of wrapping or truncating).
   View fixedSize(bool horizontal = true, bool vertical = true) const;
+  // The order in which a stack sizes its children: higher priorities are offered space first,
+  // after the minimum sizes of all lower-priority siblings are set aside (default 0).
+  View layoutPriority(double priority) const;
 
   // Environment: inherited by everything inside.
   View foregroundColor(Color color) const;

@@ -67,6 +67,11 @@ struct FixedSizeNode {
   bool horizontal = true;
   bool vertical = true;
 };
+// Read by the enclosing stack; lays out exactly like its child.
+struct LayoutPriorityNode {
+  View child;
+  double priority = 0;
+};
 struct OverlayNode {
   View base;
   View layer;
@@ -112,7 +117,7 @@ struct ContainerBackgroundNode {
 struct ViewNode {
   std::variant<EmptyNode, TextNode, ShapeNode, ImageNode, StackNode, SpacerNode, GeometryNode,
                LinkNode, ProgressNode, AccessoryBackgroundNode, PaddingNode, FrameNode,
-               FixedSizeNode, OverlayNode, EnvNode, EffectNode, WidgetURLNode,
+               FixedSizeNode, LayoutPriorityNode, OverlayNode, EnvNode, EffectNode, WidgetURLNode,
                ContainerBackgroundNode>
       content;
 };
