@@ -16,8 +16,9 @@ namespace km {
 // "frame","tint"} and shapes {"type":"shape","kind","frame","fill"|"stroke",...,"trim":[from,to]}.
 // Colours are "#RRGGBBAA" resolved for `scheme`; a named colour also keeps its name
 // ("colorName", "tintName", "fillName", "strokeName"). Gradients are objects with their stops.
-// Items also carry "opacity", "transform" ([xx,yx,xy,yy,x0,y0]), "shadows" and "accentable"
-// when those differ from the defaults. Numbers are rounded to thousandths of a point.
+// Items also carry "opacity", "transform" ([xx,yx,xy,yy,x0,y0]), "shadows", "clips" (each
+// clip outline's bounding box) and "accentable" when those differ from the defaults. Numbers are
+// rounded to thousandths of a point.
 nlohmann::json displayListToJson(const DisplayList& list, std::string_view kind,
                                  std::string_view family, ColorScheme scheme,
                                  const AssetCatalog* catalog);

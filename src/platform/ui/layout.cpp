@@ -30,6 +30,7 @@ struct PlaceContext {
   AffineTransform transform;
   double opacity = 1;
   std::vector<Shadow> shadows;
+  std::vector<Path> clips;
 };
 
 struct MemoKey {
@@ -179,6 +180,7 @@ class Layouter {
     item.transform = ctx.transform;
     item.opacity = ctx.opacity;
     item.shadows = ctx.shadows;
+    item.clips = ctx.clips;
     item.accentable = env.accentable;
     item.content = std::move(content);
     list.items.push_back(std::move(item));
@@ -603,6 +605,12 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
               inner.shadows.push_back(Shadow{n.shadowColor, n.shadowRadius, n.offsetX, n.offsetY});
               break;
           }
+          place(n.child, frame, p, env, inner);
+        } else if constexpr (std::is_same_v<T, ClipNode>) {
+          // The clip is fixed where the modifier is: effects outside it move it, effects inside
+          // move only the content.
+          PlaceContext inner = ctx;
+          inner.clips.push_back(n.shape.pathIn(frame).transformed(ctx.transform));
           place(n.child, frame, p, env, inner);
         } else if constexpr (std::is_same_v<T, WidgetURLNode>) {
           if (!list.widgetURL) list.widgetURL = n.url;

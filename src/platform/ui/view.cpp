@@ -199,6 +199,14 @@ View View::shadow(Color color, double radius, double x, double y) const {
   return make(std::move(n));
 }
 
+View View::clipShape(const Shape& shape) const {
+  return make(ClipNode{*this, shape.outline()});
+}
+
+View View::cornerRadius(double radius) const {
+  return clipShape(RoundedRectangle(std::isfinite(radius) && radius > 0 ? radius : 0));
+}
+
 View View::widgetURL(std::string url) const {
   return make(WidgetURLNode{*this, std::move(url)});
 }

@@ -16,6 +16,7 @@ namespace km {
 
 struct ViewNode;  // private to the ui library
 class View;
+class Shape;
 
 // What a geometry reader tells its content: the size it was given.
 struct GeometryProxy {
@@ -88,6 +89,10 @@ class View {
   // (0, 1, 0) by pi this is a horizontal mirror; about the horizontal axis a vertical one.
   View rotation3DEffect(Angle angle, double axisX, double axisY, double axisZ) const;
   View offset(double x, double y) const;
+  // Draws only the part of the content inside `shape` fitted to this view's frame; layout is
+  // unchanged. cornerRadius clips to a rounded rectangle of that radius.
+  View clipShape(const Shape& shape) const;
+  View cornerRadius(double radius) const;
   // A blurred copy of the content in `color`, `radius` points of blur, moved by (x, y).
   View shadow(Color color, double radius, double x = 0, double y = 0) const;
 

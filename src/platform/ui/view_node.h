@@ -105,6 +105,10 @@ struct EffectNode {
   Color shadowColor;
   double shadowRadius = 0;
 };
+struct ClipNode {
+  View child;
+  ShapeOutline shape;
+};
 struct WidgetURLNode {
   View child;
   std::string url;
@@ -117,8 +121,8 @@ struct ContainerBackgroundNode {
 struct ViewNode {
   std::variant<EmptyNode, TextNode, ShapeNode, ImageNode, StackNode, SpacerNode, GeometryNode,
                LinkNode, ProgressNode, AccessoryBackgroundNode, PaddingNode, FrameNode,
-               FixedSizeNode, LayoutPriorityNode, OverlayNode, EnvNode, EffectNode, WidgetURLNode,
-               ContainerBackgroundNode>
+               FixedSizeNode, LayoutPriorityNode, OverlayNode, EnvNode, EffectNode, ClipNode,
+               WidgetURLNode, ContainerBackgroundNode>
       content;
 };
 
