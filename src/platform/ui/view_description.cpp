@@ -648,6 +648,20 @@ class Parser {
     return {b.shape->stroke(Paint{c}, strokeStyle(j, path)), std::nullopt};
   }
 
+  // A bare shape node ({"Circle": {}}): what a clip keeps of the view.
+  Shape clipOutline(const json& j, const std::string& path, int depth) {
+    if (!j.is_object() || j.size() != 1 || j.contains("modifiers")) {
+      wrongType(path, j, "a shape without modifiers, such as {\"Circle\": {}}");
+    }
+    const std::string& name = j.begin().key();
+    Built b = primitive(name, j.begin().value(), key(path, name), std::nullopt, depth + 1);
+    if (!b.shape) {
+      fail(key(path, name),
+           "expected a shape (Circle, Ellipse, Rectangle, RoundedRectangle, Capsule or Path)");
+    }
+    return *b.shape;
+  }
+
   Built modifier(Built b, const json& m, const std::string& path, int depth) {
     if (!m.is_object() || m.size() != 1) {
       wrongType(path, m, "a modifier object with one key, such as {\"padding\": 8}");
@@ -710,14 +724,16 @@ class Parser {
       const bool vv = !j.contains("vertical") || boolean(j["vertical"], key(p, "vertical"));
       return {v.fixedSize(h, vv)};
     }
+    if (name == "clipShape") return {v.clipShape(clipOutline(j, p, depth))};
+    if (name == "cornerRadius") return {v.cornerRadius(length(j, p))};
     if (name == "layoutPriority") return {v.layoutPriority(finite(j, p))};
     if (name == "widgetURL") return {v.widgetURL(string(j, p))};
     if (name == "widgetAccentable") return {v.widgetAccentable(boolean(j, p))};
     fail(p,
          "unknown modifier (expected padding, frame, background, overlay, fill, stroke, trim, "
          "foregroundColor, font, fontWeight, lineLimit, minimumScaleFactor, "
-         "multilineTextAlignment, opacity, rotationEffect, scaleEffect, offset, shadow, fixedSize, "
-         "layoutPriority, widgetURL or widgetAccentable)");
+         "multilineTextAlignment, opacity, rotationEffect, scaleEffect, offset, shadow, clipShape, "
+         "cornerRadius, fixedSize, layoutPriority, widgetURL or widgetAccentable)");
   }
 };
 
