@@ -53,3 +53,23 @@ function(km_add_bench name)
   target_compile_definitions(${name} PRIVATE KM_SOURCE_BUNDLE_DIR="${KM_SOURCE_BUNDLE_DIR}")
   km_target_defaults(${name})
 endfunction()
+
+# km_add_globbed_library(name GLOBS pattern... DEPS ...): a library of every .cpp matching the
+# patterns (relative to the current folder), so parallel work adds files without touching lists.
+# A folder with no sources yet gives a header-only (INTERFACE) library of the same name.
+function(km_add_globbed_library name)
+  cmake_parse_arguments(ARG "" "" "GLOBS;DEPS" ${ARGN})
+  set(patterns "")
+  foreach(glob IN LISTS ARG_GLOBS)
+    list(APPEND patterns "${CMAKE_CURRENT_SOURCE_DIR}/${glob}")
+  endforeach()
+  file(GLOB sources CONFIGURE_DEPENDS ${patterns})
+  if(sources)
+    km_add_library(${name} SOURCES ${sources} DEPS ${ARG_DEPS})
+  else()
+    add_library(${name} INTERFACE)
+    add_library(km::${name} ALIAS ${name})
+    target_include_directories(${name} INTERFACE "${CMAKE_SOURCE_DIR}/src")
+    target_link_libraries(${name} INTERFACE ${ARG_DEPS})
+  endif()
+endfunction()

@@ -42,116 +42,6 @@ void expectFrames(const FrameCase& c) {
   }
 }
 
-// Stacks offer each child an equal share of what is left, least flexible first; spacing is 8
-// by default; spacers take what remains; alignment places children across the axis.
-TEST(LayoutTest, StacksDivideSpace) {
-  const FrameCase cases[] = {
-      // 300 - 2*8 = 284; the fixed 50 goes first, 234 is left for two flexible children.
-      {"hstack fixed middle",
-       HStack({fill(), box(50, 50), fill()}),
-       {300, 100},
-       {{0, 0, 117, 100}, {125, 25, 50, 50}, {183, 0, 117, 100}}},
-      {"hstack explicit spacing",
-       HStack(VerticalAlignment::center, 0, {fill(), fill()}),
-       {200, 40},
-       {{0, 0, 100, 40}, {100, 0, 100, 40}}},
-      // 200 - 10 - 20 = 170 for the rectangle.
-      {"vstack spacing 10",
-       VStack(HorizontalAlignment::center, 10, {box(100, 20), fill()}),
-       {100, 200},
-       {{0, 0, 100, 20}, {0, 30, 100, 170}}},
-      // No spacing next to a spacer; the stack is as tall as its tallest child and centred.
-      {"spacer pushes apart",
-       HStack({box(40, 40), Spacer(), box(40, 40)}),
-       {200, 100},
-       {{0, 30, 40, 40}, {160, 30, 40, 40}}},
-      {"top alignment",
-       HStack(VerticalAlignment::top, 4, {box(10, 40), box(10, 20)}),
-       {100, 100},
-       {{38, 30, 10, 40}, {52, 30, 10, 20}}},
-      {"bottom alignment",
-       HStack(VerticalAlignment::bottom, 4, {box(10, 40), box(10, 20)}),
-       {100, 100},
-       {{38, 30, 10, 40}, {52, 50, 10, 20}}},
-      {"vstack leading",
-       VStack(HorizontalAlignment::leading, 0, {box(60, 10), box(20, 10)}),
-       {100, 100},
-       {{20, 40, 60, 10}, {20, 50, 20, 10}}},
-      // Empty views take neither space nor spacing: 10 + 8 + 10 = 28, centred in 100.
-      {"empty view skipped",
-       VStack({box(10, 10), EmptyView(), box(10, 10)}),
-       {50, 100},
-       {{20, 36, 10, 10}, {20, 54, 10, 10}}},
-      {"zstack top leading",
-       ZStack(Alignment::topLeading(), {box(100, 100), box(20, 20)}),
-       {100, 100},
-       {{0, 0, 100, 100}, {0, 0, 20, 20}}},
-      {"zstack size is the largest child",
-       ZStack({box(60, 20), box(20, 40)}),
-       {100, 100},
-       {{20, 40, 60, 20}, {40, 30, 20, 40}}},
-      // Three spacers share what two 30-point boxes leave: (160 - 60) / 3 each.
-      {"spacers share",
-       HStack({Spacer(), box(30, 10), Spacer(), box(30, 10), Spacer()}),
-       {160, 10},
-       {{33.333333333333336, 0, 30, 10}, {96.66666666666667, 0, 30, 10}}},
-  };
-  for (const auto& c : cases)
-    expectFrames(c);
-}
-
-TEST(LayoutTest, PaddingFramesAndModifierOrder) {
-  const Color red = Color::sRGB(1, 0, 0);
-  const FrameCase cases[] = {
-      {"default padding is 16", fill().padding(), {100, 80}, {{16, 16, 68, 48}}},
-      {"leading padding", fill().padding(Edge::leading, 10), {100, 80}, {{10, 0, 90, 80}}},
-      {"padding insets", fill().padding(EdgeInsets{1, 2, 3, 4}), {100, 80}, {{2, 1, 94, 76}}},
-      // Padding then background: the background covers the padding too.
-      {"padding then background",
-       box(20, 20).padding(10).background(red),
-       {100, 100},
-       {{30, 30, 40, 40}, {40, 40, 20, 20}}},
-      // Background then padding: the background is only as large as the content.
-      {"background then padding",
-       box(20, 20).background(red).padding(10),
-       {100, 100},
-       {{40, 40, 20, 20}, {40, 40, 20, 20}}},
-      {"fixed frame centres", box(20, 10).frame(100, 50), {200, 200}, {{90, 95, 20, 10}}},
-      {"fixed frame alignment",
-       box(20, 10).frame(100, 50, Alignment::bottomTrailing()),
-       {200, 200},
-       {{130, 115, 20, 10}}},
-      {"fixed width only", fill().frame(40, std::nullopt), {200, 100}, {{80, 0, 40, 100}}},
-      // maxWidth infinity takes the whole offer; the height stays the child's.
-      {"max width infinity",
-       box(30, 30).frame({.maxWidth = kInfinity, .alignment = Alignment::leading()}),
-       {200, 100},
-       {{0, 35, 30, 30}}},
-      // A minimum wider than the child: the frame is the minimum, the child centred in it.
-      {"min width", box(30, 30).frame({.minWidth = 100}), {200, 100}, {{85, 35, 30, 30}}},
-      // A maximum narrower than the offer caps what a flexible child gets.
-      {"max width caps",
-       fill().frame({.maxWidth = 50, .maxHeight = 20}),
-       {200, 100},
-       {{75, 40, 50, 20}}},
-      {"overlay aligned",
-       box(100, 50).overlay(box(20, 10), Alignment::bottomTrailing()),
-       {100, 50},
-       {{0, 0, 100, 50}, {80, 40, 20, 10}}},
-      // An overlay is offered the base's size and never grows it.
-      {"overlay is offered base size",
-       box(40, 40).overlay(fill()),
-       {100, 100},
-       {{30, 30, 40, 40}, {30, 30, 40, 40}}},
-      {"background behind",
-       box(40, 40).background(fill().padding(5)),
-       {100, 100},
-       {{35, 35, 30, 30}, {30, 30, 40, 40}}},
-  };
-  for (const auto& c : cases)
-    expectFrames(c);
-}
-
 TEST(LayoutTest, GeometryReaderTakesProposalAndPlacesTopLeading) {
   Size seen;
   View reader = GeometryReader([&seen](const GeometryProxy& g) {
@@ -412,6 +302,41 @@ TEST(LayoutTest, IdealMinimumAndMaximumSizes) {
   for (const auto& c : cases) {
     EXPECT_EQ(sizeThatFits(c.view, c.proposal), c.want) << c.name;
   }
+}
+
+}  // namespace
+}  // namespace km
+
+namespace km {
+namespace {
+
+// Higher priorities are offered space first, after every lower-priority sibling's minimum is set
+// aside; equal priorities share as before.
+TEST(LayoutTest, LayoutPriorityOrdersStackSizing) {
+  const FrameCase cases[] = {
+      // Without priorities two flexible boxes share 300 - 8 equally.
+      {"equal priorities share",
+       HStack({fill(), fill()}),
+       {300, 10},
+       {{0, 0, 146, 10}, {154, 0, 146, 10}}},
+      // The prioritised one takes all but the other's minimum (0).
+      {"higher priority takes the rest",
+       HStack({fill(), fill().layoutPriority(1)}),
+       {300, 10},
+       {{0, 0, 0, 10}, {8, 0, 292, 10}}},
+      // A lower-priority child with a minimum width keeps it: 300 - 8 - 50 = 242.
+      {"minimum of the lower priority is kept",
+       HStack({fill().frame({.minWidth = 50}), fill().padding(0).layoutPriority(1)}),
+       {300, 10},
+       {{0, 0, 50, 10}, {58, 0, 242, 10}}},
+      // The priority is seen through modifiers written after it.
+      {"priority through padding",
+       VStack(HorizontalAlignment::center, 0, {fill(), fill().layoutPriority(2).padding(5)}),
+       {10, 100},
+       {{0, 0, 10, 0}, {5, 5, 0, 90}}},
+  };
+  for (const auto& c : cases)
+    expectFrames(c);
 }
 
 }  // namespace

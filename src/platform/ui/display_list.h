@@ -62,6 +62,9 @@ struct DisplayItem {
   // shadows the item's own shape, which looks the same for the soft shadows widgets use).
   std::vector<Shadow> shadows;
   bool accentable = false;
+  // Outlines the item is drawn inside (all of them), in widget coordinates with any transform
+  // already applied; from clipping modifiers around the item.
+  std::vector<Path> clips;
   std::variant<DisplayText, DisplayShape, DisplayImage, DisplayLink> content;
 };
 

@@ -149,6 +149,13 @@ class Writer {
       }
       out["shadows"] = std::move(shadows);
     }
+    if (!item.clips.empty()) {
+      // Each clip's bounding box, enough to see what is cut without the outline itself.
+      json clips = json::array();
+      for (const Path& clip : item.clips)
+        clips.push_back(frameJson(clip.boundingRect()));
+      out["clips"] = std::move(clips);
+    }
     if (item.accentable) out["accentable"] = true;
     return out;
   }

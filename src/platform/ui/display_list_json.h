@@ -18,9 +18,9 @@ namespace km {
 // sweepDegrees] with the sweep positive clockwise on screen, ["C",...], ["Z"]).
 // Colours are "#RRGGBBAA" resolved for `scheme`; a named colour also keeps its name
 // ("colorName", "tintName", "fillName", "strokeName"). Gradients are objects with their stops.
-// Items also carry "opacity", "transform" ([xx,yx,xy,yy,x0,y0]), "shadows" and "accentable"
-// when those differ from the defaults. Numbers are rounded to thousandths of a point.
-// A pure function of its arguments; safe from any thread.
+// Items also carry "opacity", "transform" ([xx,yx,xy,yy,x0,y0]), "shadows", "clips" (each
+// clip outline's bounding box) and "accentable" when those differ from the defaults. Numbers are
+// rounded to thousandths of a point. A pure function of its arguments; safe from any thread.
 nlohmann::json displayListToJson(const DisplayList& list, std::string_view kind,
                                  std::string_view family, ColorScheme scheme,
                                  const AssetCatalog* catalog);

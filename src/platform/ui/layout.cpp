@@ -30,6 +30,7 @@ struct PlaceContext {
   AffineTransform transform;
   double opacity = 1;
   std::vector<Shadow> shadows;
+  std::vector<Path> clips;
 };
 
 struct MemoKey {
@@ -104,6 +105,29 @@ bool isSpacer(const View& v) {
   return std::holds_alternative<SpacerNode>(v.node()->content);
 }
 
+// The layout priority a stack reads from its child: the outermost one set on it, looking
+// through the modifiers that wrap a single view.
+double priorityOf(const View& v) {
+  const ViewNode* node = v.node().get();
+  while (true) {
+    if (const auto* p = std::get_if<LayoutPriorityNode>(&node->content)) return p->priority;
+    const View* inner = std::visit(
+        [](const auto& n) -> const View* {
+          using T = std::decay_t<decltype(n)>;
+          if constexpr (std::is_same_v<T, OverlayNode>) {
+            return &n.base;
+          } else if constexpr (requires { n.child; }) {
+            return &n.child;
+          } else {
+            return nullptr;
+          }
+        },
+        node->content);
+    if (!inner) return 0;
+    node = inner->node().get();
+  }
+}
+
 struct ChildLayout {
   ProposedSize proposal;
   Size size;
@@ -156,6 +180,7 @@ class Layouter {
     item.transform = ctx.transform;
     item.opacity = ctx.opacity;
     item.shadows = ctx.shadows;
+    item.clips = ctx.clips;
     item.accentable = env.accentable;
     item.content = std::move(content);
     list.items.push_back(std::move(item));
@@ -207,16 +232,20 @@ std::vector<ChildLayout> Layouter::stackChildren(const StackNode& s, ProposedSiz
     }
     return out;
   }
-  // Least flexible first: each child is offered an equal share of what the earlier ones left.
+  // Higher layout priorities first; within a priority least flexible first, each child offered
+  // an equal share of what the earlier ones left.
   std::vector<double> flexibility(s.children.size(), 0);
+  std::vector<double> priority(s.children.size(), 0);
   for (size_t i : order) {
     const double most = length(size(s.children[i], proposal(kInfinity), inner));
     const double least = length(size(s.children[i], proposal(0.0), inner));
     flexibility[i] = most - least;
+    priority[i] = priorityOf(s.children[i]);
   }
-  // Spacers go last and only take what the others leave: a text next to a spacer keeps its
-  // whole width when it fits, as on the phone.
+  // Spacers go last within their priority and only take what the others leave: a text next to
+  // a spacer keeps its whole width when it fits, as on the phone.
   std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
+    if (priority[a] != priority[b]) return priority[a] > priority[b];
     const bool sa = isSpacer(s.children[a]), sb = isSpacer(s.children[b]);
     if (sa != sb) return !sa;
     return flexibility[a] < flexibility[b];
@@ -232,33 +261,51 @@ std::vector<ChildLayout> Layouter::stackChildren(const StackNode& s, ProposedSiz
       remaining -= s.spacing ? *s.spacing : (isSpacer(a) || isSpacer(b) ? 0 : kDefaultSpacing);
     }
   }
-  auto spacerMinimum = [&](size_t i) { return length(size(s.children[i], proposal(0.0), inner)); };
-  size_t others = 0, spacers = 0;
-  double reserved = 0;  // the spacers' minimum lengths, kept back while the others choose
-  for (size_t i : order) {
-    if (isSpacer(s.children[i])) {
-      ++spacers;
-      reserved += spacerMinimum(i);
-    } else {
-      ++others;
+  auto minimum = [&](size_t i) { return length(size(s.children[i], proposal(0.0), inner)); };
+  // Each priority group is sized in turn. While a group chooses, the minimum lengths of every
+  // lower-priority child are kept back, and so are the group's own spacers' until its other
+  // children have chosen.
+  double lowerMinimum = 0;
+  for (size_t i : order)
+    lowerMinimum += minimum(i);
+  for (size_t begin = 0; begin < order.size();) {
+    size_t end = begin;
+    while (end < order.size() && priority[order[end]] == priority[order[begin]])
+      ++end;
+    size_t others = 0, spacers = 0;
+    double reserved = 0;
+    for (size_t k = begin; k < end; ++k) {
+      const size_t i = order[k];
+      lowerMinimum -= minimum(i);
+      if (isSpacer(s.children[i])) {
+        ++spacers;
+        reserved += minimum(i);
+      } else {
+        ++others;
+      }
     }
-  }
-  if (std::isfinite(remaining)) remaining -= reserved;
-  bool released = false;
-  for (size_t i : order) {
-    const bool spacer = isSpacer(s.children[i]);
-    if (spacer && !released) {
-      if (std::isfinite(remaining)) remaining += reserved;
-      released = true;
+    double available = remaining;
+    if (std::isfinite(available)) available -= lowerMinimum + reserved;
+    bool released = false;
+    for (size_t k = begin; k < end; ++k) {
+      const size_t i = order[k];
+      const bool spacer = isSpacer(s.children[i]);
+      if (spacer && !released) {
+        if (std::isfinite(available)) available += reserved;
+        released = true;
+      }
+      size_t& left = spacer ? spacers : others;
+      const double share = std::isfinite(available)
+                               ? std::max(0.0, available / static_cast<double>(left))
+                               : available;
+      const ProposedSize offer = proposal(share);
+      const Size chosen = size(s.children[i], offer, inner);
+      out[i] = {offer, chosen};
+      if (std::isfinite(available)) available -= length(chosen);
+      if (std::isfinite(remaining)) remaining -= length(chosen);
+      --left;
     }
-    size_t& left = spacer ? spacers : others;
-    double share =
-        std::isfinite(remaining) ? std::max(0.0, remaining / static_cast<double>(left)) : remaining;
-    const ProposedSize offer = proposal(share);
-    const Size chosen = size(s.children[i], offer, inner);
-    out[i] = {offer, chosen};
-    if (std::isfinite(remaining)) remaining -= length(chosen);
-    --left;
+    begin = end;
   }
   return out;
 }
@@ -518,6 +565,8 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           place(n.child, aligned(frame, c, n.bounds.alignment), offer, e, ctx);
         } else if constexpr (std::is_same_v<T, FixedSizeNode>) {
           place(n.child, frame, fixedProposal(n, p), env, ctx);
+        } else if constexpr (std::is_same_v<T, LayoutPriorityNode>) {
+          place(n.child, frame, p, env, ctx);
         } else if constexpr (std::is_same_v<T, OverlayNode>) {
           const ProposedSize offer{frame.width, frame.height};
           const Env e = childEnv(env, std::nullopt);
@@ -556,6 +605,12 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
               inner.shadows.push_back(Shadow{n.shadowColor, n.shadowRadius, n.offsetX, n.offsetY});
               break;
           }
+          place(n.child, frame, p, env, inner);
+        } else if constexpr (std::is_same_v<T, ClipNode>) {
+          // The clip is fixed where the modifier is: effects outside it move it, effects inside
+          // move only the content.
+          PlaceContext inner = ctx;
+          inner.clips.push_back(n.shape.pathIn(frame).transformed(ctx.transform));
           place(n.child, frame, p, env, inner);
         } else if constexpr (std::is_same_v<T, WidgetURLNode>) {
           if (!list.widgetURL) list.widgetURL = n.url;

@@ -769,6 +769,11 @@ void drawDisplayList(cairo_t* cr, const DisplayList& list, const RenderOptions& 
     // A view scaled to nothing draws nothing (and a singular matrix would stop the context).
     if (!std::isfinite(det) || std::abs(det) < 1e-12) continue;
     cairo_save(cr);
+    for (const Path& clip : item.clips) {
+      cairo_new_path(cr);
+      appendPath(cr, clip);
+      cairo_clip(cr);
+    }
     if (!item.transform.isIdentity()) {
       cairo_matrix_t m;
       cairoMatrix(item.transform, &m);

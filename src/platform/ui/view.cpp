@@ -132,6 +132,11 @@ View View::multilineTextAlignment(TextAlignment alignment) const {
   return make(std::move(n));
 }
 
+View View::layoutPriority(double priority) const {
+  // A priority that is not a number would break the stack's ordering; it counts as the default.
+  return make(LayoutPriorityNode{*this, std::isnan(priority) ? 0.0 : priority});
+}
+
 View View::widgetAccentable(bool accentable) const {
   EnvNode n{*this};
   n.accentable = accentable;
@@ -192,6 +197,14 @@ View View::shadow(Color color, double radius, double x, double y) const {
   n.offsetX = finiteOr(x, 0);
   n.offsetY = finiteOr(y, 0);
   return make(std::move(n));
+}
+
+View View::clipShape(const Shape& shape) const {
+  return make(ClipNode{*this, shape.outline()});
+}
+
+View View::cornerRadius(double radius) const {
+  return clipShape(RoundedRectangle(std::isfinite(radius) && radius > 0 ? radius : 0));
 }
 
 View View::widgetURL(std::string url) const {

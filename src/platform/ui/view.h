@@ -16,6 +16,7 @@ namespace km {
 
 struct ViewNode;  // private to the ui library
 class View;
+class Shape;
 
 // What a geometry reader tells its content: the size it was given.
 struct GeometryProxy {
@@ -64,6 +65,9 @@ class View {
   // Offers the view its ideal size on the chosen axes, whatever the parent proposes (a text keeps
   // its one natural line instead of wrapping or truncating).
   View fixedSize(bool horizontal = true, bool vertical = true) const;
+  // The order in which a stack sizes its children: higher priorities are offered space first,
+  // after the minimum sizes of all lower-priority siblings are set aside (default 0).
+  View layoutPriority(double priority) const;
 
   // Environment: inherited by everything inside.
   View foregroundColor(Color color) const;
@@ -85,6 +89,10 @@ class View {
   // (0, 1, 0) by pi this is a horizontal mirror; about the horizontal axis a vertical one.
   View rotation3DEffect(Angle angle, double axisX, double axisY, double axisZ) const;
   View offset(double x, double y) const;
+  // Draws only the part of the content inside `shape` fitted to this view's frame; layout is
+  // unchanged. cornerRadius clips to a rounded rectangle of that radius.
+  View clipShape(const Shape& shape) const;
+  View cornerRadius(double radius) const;
   // A blurred copy of the content in `color`, `radius` points of blur, moved by (x, y).
   View shadow(Color color, double radius, double x = 0, double y = 0) const;
 

@@ -67,6 +67,11 @@ struct FixedSizeNode {
   bool horizontal = true;
   bool vertical = true;
 };
+// Read by the enclosing stack; lays out exactly like its child.
+struct LayoutPriorityNode {
+  View child;
+  double priority = 0;
+};
 struct OverlayNode {
   View base;
   View layer;
@@ -100,6 +105,10 @@ struct EffectNode {
   Color shadowColor;
   double shadowRadius = 0;
 };
+struct ClipNode {
+  View child;
+  ShapeOutline shape;
+};
 struct WidgetURLNode {
   View child;
   std::string url;
@@ -112,8 +121,8 @@ struct ContainerBackgroundNode {
 struct ViewNode {
   std::variant<EmptyNode, TextNode, ShapeNode, ImageNode, StackNode, SpacerNode, GeometryNode,
                LinkNode, ProgressNode, AccessoryBackgroundNode, PaddingNode, FrameNode,
-               FixedSizeNode, OverlayNode, EnvNode, EffectNode, WidgetURLNode,
-               ContainerBackgroundNode>
+               FixedSizeNode, LayoutPriorityNode, OverlayNode, EnvNode, EffectNode, ClipNode,
+               WidgetURLNode, ContainerBackgroundNode>
       content;
 };
 
