@@ -7,6 +7,8 @@
 #include "resources/palette.h"
 #include "resources/widget_utils.h"
 #include "widgets/home/small_widget_energy.h"
+#include "widgets/lockscreen/lockscreen_inline_calories.h"
+#include "widgets/lockscreen/lockscreen_small_calories.h"
 
 namespace km {
 
@@ -79,9 +81,9 @@ View KMWidgetEntryView::body() const {
     case WidgetKind::smallEnergy:
       // The lock-screen and the home-screen conditions are independent; a family is only ever
       // one of them, so at most one view shows.
-      if (v16 && family == F::accessoryInline) return EmptyView();  // LockscreenInlineCalories
+      if (v16 && family == F::accessoryInline) return LockscreenInlineCalories{entry}.body();
       if (v16 && family == F::accessoryCircular) {
-        return EmptyView();  // LockscreenSmallCalories(entry, 20, overGoalWordIsBig())
+        return LockscreenSmallCalories{entry, 20, overGoalWordIsBig()}.body();
       }
       if (v16 && family == F::accessoryRectangular) {
         return EmptyView();  // LockscreenMediumCalories(entry)
