@@ -34,9 +34,12 @@ View Button::body() const {
                                  .resizable()
                                  .frame(kIconFraction * w, kIconFraction * h)
                                  .foregroundColor(palette().textSecondary));
-    View region =
-        Link(url, Text(kInvisibleLabel).foregroundColor(Color::clear()).background(Color::clear()))
-            .frame(w, h + kLinkExtraHeight);
+    // The frame goes on the label: a link's tappable region is its label's frame, and the
+    // label text alone (three lines at the body size) would not match the tile.
+    View region = Link(url, Text(kInvisibleLabel)
+                                .foregroundColor(Color::clear())
+                                .background(Color::clear())
+                                .frame(w, h + kLinkExtraHeight));
     return ZStack(Alignment::center(), {tile, region});
   });
 }

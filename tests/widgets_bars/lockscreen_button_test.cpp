@@ -1,0 +1,74 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/ui/layout.h"
+#include "widget_support/widget_support.h"
+#include "widgets/lockscreen/lockscreen_small_button.h"
+
+namespace km {
+namespace {
+
+using testing::Json;
+using testing::RecordBuilder;
+using testing::WidgetTestEnvironment;
+
+double frameAt(const Json& item, int index) {
+  return item.at("frame").at(index).get<double>();
+}
+
+TEST(LockscreenSmallButton, TapOpensTheActionUnderTheLockscreenButtonName) {
+  struct Case {
+    std::string image;
+    std::string destination;
+    std::string url;
+  };
+  const Case cases[] = {
+      {"ic_add_meal_24px", "addFood", "kalomate://addFood-widget-lockscreen_button"},
+      {"ic_barcode_24px", "barcodeScan", "kalomate://barcodeScan-widget-lockscreen_button"},
+  };
+  for (const int platform : {15, 16, 17}) {
+    WidgetTestEnvironment env("en", platform);
+    for (const Case& c : cases) {
+      SCOPED_TRACE(c.destination + " on " + std::to_string(platform));
+      const Json list = testing::widgetJson(
+          LockscreenSmallButton{RecordBuilder().entry(), c.image, c.destination}.body(),
+          WidgetFamily::accessoryCircular);
+      EXPECT_EQ(testing::widgetURLOf(list), c.url);
+      const std::vector<Json> icon = testing::images(list, c.image);
+      ASSERT_EQ(icon.size(), 1u);
+      EXPECT_EQ(icon[0].at("tint"), "#FFFFFFFF");
+      EXPECT_EQ(icon[0].value("accentable", false), platform >= 16);
+      EXPECT_EQ(list.at("containerBackground").is_null(), platform < 17);
+    }
+  }
+}
+
+TEST(LockscreenSmallButton, IconTakesAtMostHalfTheBackdropFrom16) {
+  struct Case {
+    int platform;
+    bool backdrop;
+    double iconFraction;
+  };
+  const Case cases[] = {{16, true, 0.5}, {17, true, 0.5}, {15, false, 1}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.platform);
+    WidgetTestEnvironment env("en", c.platform);
+    const View view =
+        LockscreenSmallButton{RecordBuilder().entry(), "ic_add_meal_24px", "addFood"}.body();
+    const Json list = testing::displayJson(layout(view, {72, 72}, {&testing::bundleAssets()}),
+                                           WidgetFamily::accessoryCircular);
+    const Json icon = testing::images(list, "ic_add_meal_24px").at(0);
+    EXPECT_NEAR(frameAt(icon, 2), 72 * c.iconFraction, 0.01);
+    EXPECT_NEAR(frameAt(icon, 3), 72 * c.iconFraction, 0.01);
+    const Point centre = testing::frameCenter(icon);
+    EXPECT_NEAR(centre.x, 36, 0.01);
+    EXPECT_NEAR(centre.y, 36, 0.01);
+    EXPECT_EQ(testing::shapes(list, "accessoryWidgetBackground").size(), c.backdrop ? 1u : 0u)
+        << list.dump();
+  }
+}
+
+}  // namespace
+}  // namespace km
