@@ -6,8 +6,10 @@
 #include "platform/widgetkit/platform_version.h"
 #include "resources/palette.h"
 #include "resources/widget_utils.h"
+#include "widgets/home/medium_widget.h"
 #include "widgets/home/small_widget_energy.h"
 #include "widgets/lockscreen/lockscreen_inline_calories.h"
+#include "widgets/lockscreen/lockscreen_medium_calories.h"
 #include "widgets/lockscreen/lockscreen_small_calories.h"
 
 namespace km {
@@ -76,7 +78,7 @@ View KMWidgetEntryView::body() const {
       if (family == F::systemSmall) return EmptyView();  // SmallWidget(entry)
       return EmptyView();
     case WidgetKind::mediumHistory:
-      if (family == F::systemMedium) return EmptyView();  // MediumWidget(entry, historySpacing 5)
+      if (family == F::systemMedium) return MediumWidget{entry, 5}.body();
       return EmptyView();
     case WidgetKind::smallEnergy:
       // The lock-screen and the home-screen conditions are independent; a family is only ever
@@ -85,9 +87,7 @@ View KMWidgetEntryView::body() const {
       if (v16 && family == F::accessoryCircular) {
         return LockscreenSmallCalories{entry, 20, overGoalWordIsBig()}.body();
       }
-      if (v16 && family == F::accessoryRectangular) {
-        return EmptyView();  // LockscreenMediumCalories(entry)
-      }
+      if (v16 && family == F::accessoryRectangular) return LockscreenMediumCalories{entry}.body();
       if (family == F::systemSmall) return SmallWidgetEnergy{entry, false}.body();
       return EmptyView();
     case WidgetKind::smallBarMacros:
@@ -98,9 +98,7 @@ View KMWidgetEntryView::body() const {
       return EmptyView();  // MediumWidgetEnergyMacroBars(entry)
     case WidgetKind::mediumPieMacros:
       if (!v16) return EmptyView();  // MediumWidgetEnergyMacroPie(entry), any family
-      if (family == F::accessoryRectangular) {
-        return EmptyView();  // LockscreenMediumCalories(entry)
-      }
+      if (family == F::accessoryRectangular) return LockscreenMediumCalories{entry}.body();
       if (family == F::systemMedium) return EmptyView();  // MediumWidgetEnergyMacroPie(entry)
       return EmptyView();
     case WidgetKind::mediumButtons:
