@@ -7,9 +7,11 @@
 #include "resources/palette.h"
 #include "resources/widget_utils.h"
 #include "widgets/home/medium_widget.h"
+#include "widgets/home/medium_widget_energy_buttons.h"
 #include "widgets/home/small_widget_energy.h"
 #include "widgets/lockscreen/lockscreen_inline_calories.h"
 #include "widgets/lockscreen/lockscreen_medium_calories.h"
+#include "widgets/lockscreen/lockscreen_small_button.h"
 #include "widgets/lockscreen/lockscreen_small_calories.h"
 
 namespace km {
@@ -103,12 +105,12 @@ View KMWidgetEntryView::body() const {
       return EmptyView();
     case WidgetKind::mediumButtons:
       if (v16 && family == F::accessoryCircular) {
-        return EmptyView();  // LockscreenSmallButton(entry, "ic_barcode_24px", "barcodeScan")
+        return LockscreenSmallButton{entry, "ic_barcode_24px", "barcodeScan"}.body();
       }
-      if (family == F::systemMedium) return EmptyView();  // MediumWidgetEnergyButtons(entry)
+      if (family == F::systemMedium) return MediumWidgetEnergyButtons{entry}.body();
       return EmptyView();
     case WidgetKind::lockscreenButton:
-      return EmptyView();  // LockscreenSmallButton(entry, "ic_add_meal_24px", "addFood")
+      return LockscreenSmallButton{entry, "ic_add_meal_24px", "addFood"}.body();
   }
   return EmptyView();
 }
