@@ -8,7 +8,10 @@
 #include "resources/widget_utils.h"
 #include "widgets/home/medium_widget.h"
 #include "widgets/home/medium_widget_energy_buttons.h"
+#include "widgets/home/medium_widget_energy_macro_pie.h"
+#include "widgets/home/small_widget.h"
 #include "widgets/home/small_widget_energy.h"
+#include "widgets/home/small_widget_macro_pie.h"
 #include "widgets/lockscreen/lockscreen_inline_calories.h"
 #include "widgets/lockscreen/lockscreen_medium_calories.h"
 #include "widgets/lockscreen/lockscreen_small_button.h"
@@ -77,7 +80,7 @@ View KMWidgetEntryView::body() const {
   using F = WidgetFamily;
   switch (*widgetKind) {
     case WidgetKind::smallEnergyMacros:
-      if (family == F::systemSmall) return EmptyView();  // SmallWidget(entry)
+      if (family == F::systemSmall) return SmallWidget{entry}.body();
       return EmptyView();
     case WidgetKind::mediumHistory:
       if (family == F::systemMedium) return MediumWidget{entry, 5}.body();
@@ -95,13 +98,13 @@ View KMWidgetEntryView::body() const {
     case WidgetKind::smallBarMacros:
       return EmptyView();  // SmallWidgetMacros(entry, withLink true)
     case WidgetKind::smallPieMacros:
-      return EmptyView();  // SmallWidgetMacroPie(entry, withLink true)
+      return SmallWidgetMacroPie{entry, true}.body();
     case WidgetKind::mediumBarMacros:
       return EmptyView();  // MediumWidgetEnergyMacroBars(entry)
     case WidgetKind::mediumPieMacros:
-      if (!v16) return EmptyView();  // MediumWidgetEnergyMacroPie(entry), any family
+      if (!v16) return MediumWidgetEnergyMacroPie{entry}.body();
       if (family == F::accessoryRectangular) return LockscreenMediumCalories{entry}.body();
-      if (family == F::systemMedium) return EmptyView();  // MediumWidgetEnergyMacroPie(entry)
+      if (family == F::systemMedium) return MediumWidgetEnergyMacroPie{entry}.body();
       return EmptyView();
     case WidgetKind::mediumButtons:
       if (v16 && family == F::accessoryCircular) {
