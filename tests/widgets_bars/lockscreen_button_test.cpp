@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "host/km_widget_entry_view.h"
 #include "platform/ui/layout.h"
 #include "widget_support/widget_support.h"
 #include "widgets/lockscreen/lockscreen_small_button.h"
@@ -67,6 +69,57 @@ TEST(LockscreenSmallButton, IconTakesAtMostHalfTheBackdropFrom16) {
     EXPECT_NEAR(centre.y, 36, 0.01);
     EXPECT_EQ(testing::shapes(list, "accessoryWidgetBackground").size(), c.backdrop ? 1u : 0u)
         << list.dump();
+  }
+}
+
+// Which button the entry view draws for each kind, family and platform.
+TEST(EntryViewButtons, KindFamilyAndPlatformPickTheButtonAndItsLink) {
+  struct Case {
+    std::string kind;
+    WidgetFamily family;
+    int platform;
+    std::optional<std::string> widgetURL;
+    std::vector<std::string> links;
+  };
+  const std::vector<std::string> mediumLinks = {
+      "kalomate://addFood-widget-medium_buttons", "kalomate://exercise-widget-medium_buttons",
+      "kalomate://barcodeScan-widget-medium_buttons", "kalomate://weighIn-widget-medium_buttons"};
+  const Case cases[] = {
+      {"lockscreen_button",
+       WidgetFamily::accessoryCircular,
+       16,
+       "kalomate://addFood-widget-lockscreen_button",
+       {}},
+      // No family test for this kind: a home-screen family still gets the add-food button.
+      {"lockscreen_button",
+       WidgetFamily::systemSmall,
+       17,
+       "kalomate://addFood-widget-lockscreen_button",
+       {}},
+      {"medium_buttons",
+       WidgetFamily::accessoryCircular,
+       16,
+       "kalomate://barcodeScan-widget-lockscreen_button",
+       {}},
+      {"medium_buttons",
+       WidgetFamily::accessoryCircular,
+       17,
+       "kalomate://barcodeScan-widget-lockscreen_button",
+       {}},
+      {"medium_buttons", WidgetFamily::systemMedium, 17, std::nullopt, mediumLinks},
+      {"medium_buttons", WidgetFamily::systemMedium, 15, std::nullopt, mediumLinks},
+      // Lock-screen styling needs 16; before it the circular family draws nothing.
+      {"medium_buttons", WidgetFamily::accessoryCircular, 15, std::nullopt, {}},
+      {"medium_buttons", WidgetFamily::systemSmall, 17, std::nullopt, {}},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.kind + " in " + std::string(familyName(c.family)) + " on " +
+                 std::to_string(c.platform));
+    WidgetTestEnvironment env("en", c.platform);
+    const KMWidgetEntryView view{RecordBuilder().energy(1500, 2000).entry(), c.family, c.kind};
+    const Json list = testing::widgetJson(view.body(), c.family);
+    EXPECT_EQ(testing::widgetURLOf(list), c.widgetURL);
+    EXPECT_EQ(testing::links(list), c.links);
   }
 }
 
