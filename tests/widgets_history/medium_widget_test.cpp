@@ -219,6 +219,21 @@ TEST(MediumWidgetTest, WeekStartsAtTheLocalesFirstWeekdayAndMarksToday) {
   }
 }
 
+TEST(MediumWidgetTest, WeekMaximumLooksAtSevenDaysAndNeverGoesBelowZero) {
+  const struct {
+    std::vector<double> days;
+    double maximum;
+  } cases[] = {
+      {{}, 0},
+      {{-5, -1, -20}, 0},
+      {{300}, 300},
+      {{100, 900, 300, 0, 0, 0, 0}, 900},
+      {{100, 200, 300, 400, 500, 600, 700, 5000}, 700},
+  };
+  for (const auto& c : cases)
+    EXPECT_DOUBLE_EQ(weekMaximum(c.days), c.maximum);
+}
+
 struct ValidityCase {
   const char* name;
   Date data;
