@@ -113,19 +113,6 @@ TEST(ChartDataModel, DebugNumbersPrintLikeThePlatform) {
     EXPECT_EQ(formatDebugDouble(value), text) << value;
 }
 
-TEST(ChartCellModel, FreshIdsDifferAndIdentityIsById) {
-  const ChartCellModel a{UUID::random(), Color::white(), 1, ""};
-  ChartCellModel b = a;
-  b.value = 99;
-  b.color = Color::black();
-  EXPECT_TRUE(a.isSameSlice(b));
-  EXPECT_FALSE(a.isSameSlice(ChartCellModel{}));
-  const std::string text = a.id.uuidString();
-  ASSERT_EQ(text.size(), 36u);
-  EXPECT_EQ(text[14], '4');                                          // version 4
-  EXPECT_NE(std::string("89AB").find(text[19]), std::string::npos);  // RFC 4122 variant
-}
-
 // Shape geometry: centre and radius from the frame, and the arc the wedge is cut along.
 TEST(PieChartCell, WedgeGeometryInSquareAndWideFrames) {
   struct Case {
@@ -151,14 +138,6 @@ TEST(PieChartCell, WedgeGeometryInSquareAndWideFrames) {
     EXPECT_NEAR(arc.sweep * 180 / std::numbers::pi, c.sweepDeg, 1e-9);
     EXPECT_EQ(std::get<Path::LineTo>(p.elements()[2]).to, c.center);
   }
-}
-
-TEST(InnerCircle, DiscOfRatioTimesTheSmallerHalfSide) {
-  const Path p = InnerCircle{0.45}.path(Rect{0, 0, 200, 100});
-  const auto& arc = std::get<Path::Arc>(p.elements()[1]);
-  EXPECT_EQ(arc.center, (Point{100, 50}));
-  EXPECT_DOUBLE_EQ(arc.radius, 22.5);
-  EXPECT_NEAR(std::fabs(arc.sweep), 2 * std::numbers::pi, 1e-12);
 }
 
 // Laid out in a widget, the chart's wedges are centred in a non-square frame and drawn in list

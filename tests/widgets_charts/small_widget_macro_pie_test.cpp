@@ -9,6 +9,7 @@
 #include "components/pie_chart_cell.h"
 #include "platform/ui/renderer.h"
 #include "widget_support/widget_support.h"
+#include "widgets/home/medium_widget_energy_macro_pie.h"
 #include "widgets_charts/chart_test_support.h"
 
 namespace km {
@@ -180,19 +181,40 @@ TEST(SmallWidgetMacroPie, LinkCoversTheWidgetOnlyWhenAsked) {
   }
 }
 
-TEST(SmallWidgetMacroPie, BackgroundFollowsThePlatform) {
-  const NutritionEntry entry = RecordBuilder().entry();
-  {
-    WidgetTestEnvironment env("en", 17);
-    const testing::Json json =
-        testing::widgetJson(SmallWidgetMacroPie{entry, true}.body(), WidgetFamily::systemSmall);
-    EXPECT_EQ(json["containerBackgroundName"], "widget-background-primary");
-  }
-  {
-    WidgetTestEnvironment env("en", 16);
-    const testing::Json json =
-        testing::widgetJson(SmallWidgetMacroPie{entry, true}.body(), WidgetFamily::systemSmall);
-    EXPECT_TRUE(json["containerBackground"].is_null());
+}  // namespace
+}  // namespace km
+
+namespace km {
+namespace {
+
+// The medium widget: energy on the left, pie on the right, the same entry in both, and no
+// whole-widget tap URL (the energy half is embedded with its link blocked).
+TEST(MediumWidgetEnergyMacroPie, HalvesShowTheSameEntrySideBySide) {
+  testing::WidgetTestEnvironment env;
+  struct Case {
+    const char* name;
+    testing::RecordBuilder record;
+    const char* energyText;
+    const char* carbsPercent;
+  };
+  const Case cases[] = {
+      {"today", testing::RecordBuilder().energy(1200, 2000).carbs(100, 1), "800", "100%"},
+      {"yesterday", testing::RecordBuilder().energy(1200, 2000).carbs(100, 1).daysAgo(1), "2000",
+       "0%"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    const testing::Json json = testing::widgetJson(
+        MediumWidgetEnergyMacroPie{c.record.entry()}.body(), WidgetFamily::systemMedium);
+    EXPECT_TRUE(json["widgetURL"].is_null());
+    const double middle = json["size"]["width"].get<double>() / 2;
+    const auto energy = testing::findText(json, c.energyText);
+    const auto carbs = testing::findText(json, "Carbs");
+    const auto percent = testing::findText(json, c.carbsPercent);
+    ASSERT_TRUE(energy && carbs && percent);
+    EXPECT_LT(testing::frameCenter(*energy).x, middle);
+    EXPECT_GT(testing::frameCenter(*carbs).x, middle);
+    EXPECT_GT(testing::frameCenter(*percent).x, middle);
   }
 }
 
