@@ -1,5 +1,6 @@
 #include "widgets/lockscreen/lockscreen_small_calories.h"
 
+#include <algorithm>
 #include <string>
 
 #include "base/checked.h"
@@ -38,22 +39,47 @@ View LockscreenSmallCalories::body() const {
     style.lineCap = LineCap::round;
     style.lineJoin = LineJoin::miter;
     style.miterLimit = 10;
-    View ring = Circle()
-                    .trim(0, overRingTrim())
-                    .stroke(white, style)
-                    .rotationEffect(Angle::degrees(overRingDegrees()));
-    // The number sits a little above the centre with the unit tight under it; the word drops
-    // into the gap the open ring leaves at the bottom.
-    View figures =
-        VStack(HorizontalAlignment::center, 0,
-               {Text(std::to_string(over)).font(18, FontWeight::semibold).foregroundColor(white),
-                Text(unit).font(10, FontWeight::medium).foregroundColor(white).offset(0, -2),
-                Text(lowercased(localizedString("ios_widgets_10")))
-                    .font(Font::headline())
-                    .foregroundColor(white)
-                    .lineLimit(1)
-                    .minimumScaleFactor(0.5)});
-    content = ZStack(Alignment::center(), {ring, figures.padding(Edge::top, 6)});
+    const double trim = overRingTrim();
+    const double turn = overRingDegrees();
+    // How much of the diameter the chord across the gap leaves for the word, inside the
+    // ring's round caps: about 0.55 for the 120-degree gap, 0.75 for the wider one.
+    const double wordWidthFactor = isBigWord ? 0.75 : 0.55;
+    const std::string number = std::to_string(over);
+    const std::string word = lowercased(localizedString("ios_widgets_10"));
+    content = GeometryReader([=](const GeometryProxy& proxy) {
+      const double side = std::min(proxy.size.width, proxy.size.height);
+      View ring = Circle()
+                      .trim(0, trim)
+                      .stroke(white, style)
+                      .rotationEffect(Angle::degrees(turn))
+                      // The stroke is centred on the circle; half its width inside keeps it
+                      // whole within the round widget.
+                      .padding(style.lineWidth / 2);
+      // The number sits a little above the centre with the unit tight under it; the word
+      // drops into the gap the open ring leaves at the bottom. Each line has a fixed height
+      // so that scripts with tall line boxes (Arabic, Thai) keep the same rhythm.
+      View figures = VStack(HorizontalAlignment::center, 0,
+                            {Text(number)
+                                 .font(18, FontWeight::semibold)
+                                 .foregroundColor(white)
+                                 .lineLimit(1)
+                                 .minimumScaleFactor(0.6)
+                                 .frame(side * 0.7, 20),
+                             Text(unit)
+                                 .font(10, FontWeight::medium)
+                                 .foregroundColor(white)
+                                 .lineLimit(1)
+                                 .minimumScaleFactor(0.7)
+                                 .frame(side * 0.7, 12),
+                             Text(word)
+                                 .font(Font::headline())
+                                 .foregroundColor(white)
+                                 .lineLimit(1)
+                                 .minimumScaleFactor(0.4)
+                                 .frame(side * wordWidthFactor, 24)});
+      return ZStack(Alignment::center(), {ring, figures.padding(Edge::top, 8)})
+          .frame(proxy.size.width, proxy.size.height);
+    });
   } else {
     double value = p;
     if (!today) {
