@@ -111,6 +111,12 @@ DisplayList layoutWidget(const View& view, WidgetFamily family, PhoneModel model
   return layout(view, familySize(family, model), options);
 }
 
+DisplayList layoutAt(const View& view, Size size) {
+  LayoutOptions options;
+  options.assets = &bundleAssets();
+  return layout(view, size, options);
+}
+
 Json displayJson(const DisplayList& list, WidgetFamily family, ColorScheme scheme,
                  std::string_view kind) {
   return displayListToJson(list, kind, familyName(family), scheme, &bundleAssets());
@@ -175,6 +181,14 @@ Point frameCenter(const Json& item) {
   const Json& f = item.at("frame");
   return Point{f[0].get<double>() + f[2].get<double>() / 2,
                f[1].get<double>() + f[3].get<double>() / 2};
+}
+
+Point drawnCenter(const Json& item) {
+  const Point c = frameCenter(item);
+  if (!item.contains("transform")) return c;
+  const Json& t = item.at("transform");  // [xx, yx, xy, yy, x0, y0]
+  return Point{t[0].get<double>() * c.x + t[2].get<double>() * c.y + t[4].get<double>(),
+               t[1].get<double>() * c.x + t[3].get<double>() * c.y + t[5].get<double>()};
 }
 
 namespace {

@@ -78,6 +78,8 @@ struct RecordBuilder {
 // Lays `view` out at the size of `family` on `model`, with the bundle's images for sizes.
 DisplayList layoutWidget(const View& view, WidgetFamily family,
                          PhoneModel model = kDefaultPhoneModel);
+// Lays `view` out in a container of `size` (for components outside a widget).
+DisplayList layoutAt(const View& view, Size size);
 // The same list as JSON (see displayListToJson), colours resolved for `scheme`.
 Json widgetJson(const View& view, WidgetFamily family, ColorScheme scheme = ColorScheme::light,
                 std::string_view kind = "test");
@@ -100,6 +102,10 @@ std::vector<Json> images(const Json& list, std::string_view name = {});
 std::optional<std::string> widgetURLOf(const Json& list);
 // The centre of an item's frame [x, y, w, h].
 Point frameCenter(const Json& item);
+// Where that centre is drawn: the frame's centre through the item's "transform" (rotation,
+// scale and offset effects), when it has one. The dump rounds the matrix to thousandths, so
+// expect about 0.1 point of error for items far from the origin.
+Point drawnCenter(const Json& item);
 
 // How a rendered image may differ from its golden file: a pixel counts as different when any
 // channel differs by more than `channelTolerance` (0–255); at most `maxDifferentFraction` of
