@@ -20,33 +20,7 @@ double frameAt(const Json& item, int index) {
   return item.at("frame").at(index).get<double>();
 }
 
-TEST(LockscreenSmallButton, TapOpensTheActionUnderTheLockscreenButtonName) {
-  struct Case {
-    std::string image;
-    std::string destination;
-    std::string url;
-  };
-  const Case cases[] = {
-      {"ic_add_meal_24px", "addFood", "kalomate://addFood-widget-lockscreen_button"},
-      {"ic_barcode_24px", "barcodeScan", "kalomate://barcodeScan-widget-lockscreen_button"},
-  };
-  for (const int platform : {15, 16, 17}) {
-    WidgetTestEnvironment env("en", platform);
-    for (const Case& c : cases) {
-      SCOPED_TRACE(c.destination + " on " + std::to_string(platform));
-      const Json list = testing::widgetJson(
-          LockscreenSmallButton{RecordBuilder().entry(), c.image, c.destination}.body(),
-          WidgetFamily::accessoryCircular);
-      EXPECT_EQ(testing::widgetURLOf(list), c.url);
-      const std::vector<Json> icon = testing::images(list, c.image);
-      ASSERT_EQ(icon.size(), 1u);
-      EXPECT_EQ(icon[0].at("tint"), "#FFFFFFFF");
-      EXPECT_EQ(icon[0].value("accentable", false), platform >= 16);
-      EXPECT_EQ(list.at("containerBackground").is_null(), platform < 17);
-    }
-  }
-}
-
+// The link itself is checked through the entry view below.
 TEST(LockscreenSmallButton, IconTakesAtMostHalfTheBackdropFrom16) {
   struct Case {
     int platform;
@@ -69,6 +43,9 @@ TEST(LockscreenSmallButton, IconTakesAtMostHalfTheBackdropFrom16) {
     EXPECT_NEAR(centre.y, 36, 0.01);
     EXPECT_EQ(testing::shapes(list, "accessoryWidgetBackground").size(), c.backdrop ? 1u : 0u)
         << list.dump();
+    EXPECT_EQ(icon.at("tint"), "#FFFFFFFF");
+    EXPECT_EQ(icon.value("accentable", false), c.platform >= 16);
+    EXPECT_EQ(list.at("containerBackground").is_null(), c.platform < 17);
   }
 }
 
