@@ -30,13 +30,6 @@
 #include "platform/widgetkit/widget_family.h"
 #include "platform/widgetkit/widget_rendering_mode.h"
 
-// Fontconfig, Pango, GLib and librsvg keep process-wide caches that are never freed; the leak
-// checker of the sanitizer builds would report them when the tool exits after drawing.
-extern "C" const char* __lsan_default_suppressions() {  // NOLINT: sanitizer hook
-  return "leak:libfontconfig\nleak:libpango\nleak:libglib\nleak:libgobject\nleak:librsvg\n"
-         "leak:libharfbuzz\nleak:libcairo\nleak:libpixman\nleak:libfreetype\n";
-}
-
 namespace km::cli {
 
 namespace {
