@@ -8,10 +8,12 @@
 #include "resources/widget_utils.h"
 #include "widgets/home/medium_widget.h"
 #include "widgets/home/medium_widget_energy_buttons.h"
+#include "widgets/home/medium_widget_energy_macro_bars.h"
 #include "widgets/home/medium_widget_energy_macro_pie.h"
 #include "widgets/home/small_widget.h"
 #include "widgets/home/small_widget_energy.h"
 #include "widgets/home/small_widget_macro_pie.h"
+#include "widgets/home/small_widget_macros.h"
 #include "widgets/lockscreen/lockscreen_inline_calories.h"
 #include "widgets/lockscreen/lockscreen_medium_calories.h"
 #include "widgets/lockscreen/lockscreen_small_button.h"
@@ -96,11 +98,11 @@ View KMWidgetEntryView::body() const {
       if (family == F::systemSmall) return SmallWidgetEnergy{entry, false}.body();
       return EmptyView();
     case WidgetKind::smallBarMacros:
-      return EmptyView();  // SmallWidgetMacros(entry, withLink true)
+      return SmallWidgetMacros{entry, true}.body();
     case WidgetKind::smallPieMacros:
       return SmallWidgetMacroPie{entry, true}.body();
     case WidgetKind::mediumBarMacros:
-      return EmptyView();  // MediumWidgetEnergyMacroBars(entry)
+      return MediumWidgetEnergyMacroBars{entry}.body();
     case WidgetKind::mediumPieMacros:
       if (!v16) return MediumWidgetEnergyMacroPie{entry}.body();
       if (family == F::accessoryRectangular) return LockscreenMediumCalories{entry}.body();
