@@ -40,14 +40,15 @@ SmallWidgetEnergy::Texts SmallWidgetEnergy::texts() const {
   const std::int64_t goal = checkedInt64(n.energyTotal);
   const std::string unit = energyLabel(n.isKilojoules);
   Texts t;
+  // Appended piece by piece: GCC 12's -Wrestrict misfires on "/" + std::string at -O3.
   if (eaten <= goal) {
     t.mainNumber = std::to_string(checkedSub(goal, eaten));
-    t.goalLine = "/" + std::to_string(goal) + " " + unit;
+    t.goalLine.append("/");
   } else {
     t.mainNumber = std::to_string(checkedSub(eaten, goal));
     t.overGoalWord = lowercased(localizedString("ios_widgets_10"));
-    t.goalLine = std::to_string(goal) + " " + unit;
   }
+  t.goalLine.append(std::to_string(goal)).append(" ").append(unit);
   return t;
 }
 
