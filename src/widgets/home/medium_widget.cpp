@@ -176,10 +176,11 @@ HistoryBarGraph MediumWidget::graph() const {
 View MediumWidget::body() const {
   const View graphView = graph().body();
   const View content = GeometryReader([graphView](const GeometryProxy& g) {
-    return ZStack(
-        {HStack({graphView.padding(EdgeInsets{20, 8, 10, 24})}),
-         Link(diaryLink("medium_history").absoluteString(), Rectangle().fill(Color::clear()))
-             .frame(g.size.width, g.size.height)});
+    // An invisible link region over the whole widget, so a tap anywhere opens the diary.
+    const View tapRegion =
+        Link(diaryLink("medium_history").absoluteString(), Rectangle().fill(Color::clear()))
+            .frame(g.size.width, g.size.height);
+    return ZStack({HStack({graphView.padding(EdgeInsets{20, 8, 10, 24})}), tapRegion});
   });
   return widgetBackground(content, palette().backgroundPrimary);
 }
