@@ -49,8 +49,9 @@ TEST(LockscreenSmallButton, IconTakesAtMostHalfTheBackdropFrom16) {
   }
 }
 
-// Which button the entry view draws for each kind, family and platform.
-TEST(EntryViewButtons, KindFamilyAndPlatformPickTheButtonAndItsLink) {
+// What the entry view draws for the button and bar kinds, by family and platform, seen through
+// the links each choice opens.
+TEST(EntryViewRows, KindFamilyAndPlatformPickTheWidgetAndItsLinks) {
   struct Case {
     std::string kind;
     WidgetFamily family;
@@ -61,6 +62,7 @@ TEST(EntryViewButtons, KindFamilyAndPlatformPickTheButtonAndItsLink) {
   const std::vector<std::string> mediumLinks = {
       "kalomate://addFood-widget-medium_buttons", "kalomate://exercise-widget-medium_buttons",
       "kalomate://barcodeScan-widget-medium_buttons", "kalomate://weighIn-widget-medium_buttons"};
+  const std::string pieDiary = "kalomate://diary-widget-medium_pie_macros";
   const Case cases[] = {
       {"lockscreen_button",
        WidgetFamily::accessoryCircular,
@@ -88,6 +90,10 @@ TEST(EntryViewButtons, KindFamilyAndPlatformPickTheButtonAndItsLink) {
       // Lock-screen styling needs 16; before it the circular family draws nothing.
       {"medium_buttons", WidgetFamily::accessoryCircular, 15, std::nullopt, {}},
       {"medium_buttons", WidgetFamily::systemSmall, 17, std::nullopt, {}},
+      // The bar kinds have no family test, and open the diary under the medium pie's name.
+      {"small_bar_macros", WidgetFamily::systemSmall, 17, std::nullopt, {pieDiary}},
+      {"small_bar_macros", WidgetFamily::systemMedium, 15, std::nullopt, {pieDiary}},
+      {"medium_bar_macros", WidgetFamily::systemMedium, 17, std::nullopt, {pieDiary}},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.kind + " in " + std::string(familyName(c.family)) + " on " +

@@ -22,6 +22,7 @@ TEST(BarsGolden, WidgetsMatchTheirImages) {
     RenderingMode mode;
   };
   const Case cases[] = {
+      {"small_bar_macros", WidgetFamily::systemSmall, ColorScheme::light, RenderingMode::fullColor},
       {"medium_buttons", WidgetFamily::systemMedium, ColorScheme::dark, RenderingMode::fullColor},
       {"lockscreen_button", WidgetFamily::accessoryCircular, ColorScheme::dark,
        RenderingMode::vibrant},
