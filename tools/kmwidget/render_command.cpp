@@ -54,6 +54,7 @@ struct Job {
 struct Rendered {
   Job job;
   DisplayList list;
+  RenderOptions options;
   std::string file;  // file name inside the output folder; empty when not written
 };
 
@@ -103,10 +104,11 @@ std::string cellName(const Rendered& r) {
   return r.job.kind + " · " + std::string(familyName(r.job.family));
 }
 
-// The contact sheet: home-screen widgets in one band, lock-screen ones in another, each image
-// at its own pixel size with its name under it.
-Status writeContactSheet(const std::vector<Rendered>& items, const std::vector<RasterImage>& images,
-                         const std::filesystem::path& file, double scale) {
+// The contact sheet: home-screen widgets in one band, lock-screen ones in another, each with
+// its name under it. The widgets are drawn again straight into the sheet (from their display
+// lists, at the sheet's scale) rather than kept as images, so that memory stays at one sheet.
+Status writeContactSheet(const std::vector<Rendered>& items, const std::filesystem::path& file,
+                         double scale) {
   const int gap = static_cast<int>(std::lround(12 * scale));
   const int label = static_cast<int>(std::lround(16 * scale));
   const int header = static_cast<int>(std::lround(24 * scale));
@@ -144,8 +146,9 @@ Status writeContactSheet(const std::vector<Rendered>& items, const std::vector<R
       const std::string name = cellName(items[i]);
       cairo_text_extents_t extents;
       cairo_text_extents(measure, name.c_str(), &extents);
-      const int w = std::max(images[i].width(), static_cast<int>(std::ceil(extents.x_advance)));
-      const int h = images[i].height();
+      const int imageWidth = static_cast<int>(std::ceil(items[i].list.size.width * scale));
+      const int w = std::max(imageWidth, static_cast<int>(std::ceil(extents.x_advance)));
+      const int h = static_cast<int>(std::ceil(items[i].list.size.height * scale));
       if (x > gap && x + w > maxRowWidth) {
         y += rowHeight + label + gap;
         x = gap;
@@ -176,19 +179,32 @@ Status writeContactSheet(const std::vector<Rendered>& items, const std::vector<R
   cairo_select_font_face(cr, "Inter", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
   cairo_set_font_size(cr, 10 * scale);
   for (const Placed& p : placed) {
-    cairo_set_source_surface(cr, images[p.index].surface(), p.x, p.y);
+    const Rendered& r = items[p.index];
+    // Each widget in a group of its own, so that clearing its rounded corners leaves the
+    // sheet's wallpaper showing instead of punching holes in it.
+    cairo_save(cr);
+    cairo_translate(cr, p.x, p.y);
+    cairo_scale(cr, scale, scale);
+    cairo_rectangle(cr, 0, 0, r.list.size.width, r.list.size.height);
+    cairo_clip(cr);
+    cairo_push_group(cr);
+    drawDisplayList(cr, r.list, r.options);
+    cairo_pop_group_to_source(cr);
     cairo_paint(cr);
-    const std::string name = cellName(items[p.index]);
+    cairo_restore(cr);
     cairo_set_source_rgb(cr, 0.1, 0.1, 0.12);
-    cairo_move_to(cr, p.x, p.y + images[p.index].height() + label * 0.75);
-    cairo_show_text(cr, name.c_str());
+    cairo_move_to(cr, p.x, p.y + std::ceil(r.list.size.height * scale) + label * 0.75);
+    cairo_show_text(cr, cellName(r).c_str());
   }
   cairo_destroy(cr);
-  const cairo_status_t status = cairo_surface_write_to_png(surface, file.c_str());
-  cairo_surface_destroy(surface);
-  if (status != CAIRO_STATUS_SUCCESS) {
-    return Error{"cannot write " + file.string() + ": " + cairo_status_to_string(status)};
-  }
+  // The same fast encoder as the widget files (the sheet is large; Cairo's writer is slow).
+  const RasterImage sheet(surface);
+  auto bytes = encodePng(sheet);
+  if (!bytes) return Error{"cannot encode " + file.string() + ": " + bytes.error().message};
+  std::ofstream out(file, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(bytes->data()),
+            static_cast<std::streamsize>(bytes->size()));
+  if (!out) return Error{"cannot write " + file.string()};
   return Ok{};
 }
 
@@ -345,9 +361,8 @@ int runRender(const RenderArgs& args, const Io& io) {
   std::filesystem::create_directories(args.outDir, ec);
   if (ec) return fail(io, "cannot create " + args.outDir + ": " + ec.message());
   const std::filesystem::path dir(args.outDir);
-  std::vector<RasterImage> images;
   for (Rendered& r : rendered) {
-    RenderOptions options;
+    RenderOptions& options = r.options;
     options.scale = args.scale;
     // The lock screen shows widgets in one colour over the wallpaper; the home screen in colour.
     options.renderingMode =
@@ -363,22 +378,21 @@ int runRender(const RenderArgs& args, const Io& io) {
     r.file = r.job.kind + "." + std::string(familyName(r.job.family)) + "." + args.format;
     const std::filesystem::path file = dir / r.file;
     if (args.format == "png") {
-      // Drawn once: the same image goes to its file and to the contact sheet.
-      RasterImage image = renderImage(r.list, options);
-      auto bytes = encodePng(image);
+      auto bytes = encodePng(renderImage(r.list, options));
       if (!bytes) return fail(io, "cannot encode " + r.file + ": " + bytes.error().message);
       std::ofstream out(file, std::ios::binary);
       out.write(reinterpret_cast<const char*>(bytes->data()),
                 static_cast<std::streamsize>(bytes->size()));
       if (!out) return fail(io, "cannot write " + file.string());
-      images.push_back(std::move(image));
     } else {
       const Status written = writeImageFile(r.list, options, file);
       if (!written) return fail(io, written.error().message);
     }
   }
   if (args.format == "png") {
-    const Status sheet = writeContactSheet(rendered, images, dir / "gallery.png", args.scale);
+    // An overview: at most twice the points, whatever the widgets' own scale.
+    const Status sheet =
+        writeContactSheet(rendered, dir / "gallery.png", std::min(args.scale, 2.0));
     if (!sheet) return fail(io, sheet.error().message);
   }
   const Status page = writeGalleryPage(rendered, dir / "gallery.html", args.appearance);
