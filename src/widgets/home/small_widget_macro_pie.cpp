@@ -4,6 +4,7 @@
 #include <numbers>
 
 #include "base/checked.h"
+#include "components/background_deep_link.h"
 #include "components/pie_chart_cell.h"
 #include "components/widget_background.h"
 #include "platform/foundation/calendar.h"
@@ -106,7 +107,10 @@ View SmallWidgetMacroPie::body() const {
   const View content = GeometryReader([=](const GeometryProxy& geometry) {
     // The small pie opens the diary under the medium widget's name, which the app shares
     // between the two. Embedded without a link it still lays a region, unsized and unnamed.
-    const View region = link ? EmptyView() : EmptyView();  // LINK-PENDING
+    const View region =
+        link ? BackgroundDeepLink{geometry.size.width, geometry.size.height, "medium_pie_macros"}
+                   .body()
+             : BackgroundDeepLink{std::nullopt, std::nullopt, ""}.body();
     return ZStack(Alignment::center(),
                   {
                       ring.padding(15),
