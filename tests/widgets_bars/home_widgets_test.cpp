@@ -145,22 +145,6 @@ TEST(SmallWidgetMacros, LinkCoversTheWholeWidgetOnlyWhenAsked) {
   EXPECT_FALSE(urlAt(without, {size.width / 2, size.height / 2}));
 }
 
-TEST(SmallWidgetMacros, BackgroundIsTheContainerFrom17AndPlainBefore) {
-  for (const int platform : {15, 16, 17}) {
-    SCOPED_TRACE(platform);
-    WidgetTestEnvironment env("en", platform);
-    const Json list = testing::widgetJson(SmallWidgetMacros{RecordBuilder().entry(), true}.body(),
-                                          WidgetFamily::systemSmall);
-    const bool container = !list.at("containerBackground").is_null();
-    EXPECT_EQ(container, platform >= 17);
-    bool plain = false;
-    for (const Json& s : testing::shapes(list)) {
-      if (s.value("fillName", "") == "widget-background-primary") plain = true;
-    }
-    EXPECT_EQ(plain, platform < 17);
-  }
-}
-
 TEST(MediumWidgetEnergyMacroBars, EnergyHalfAndBarsHalfWithTheBarsLink) {
   WidgetTestEnvironment env;
   const NutritionEntry entry =
