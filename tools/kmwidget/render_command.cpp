@@ -390,9 +390,10 @@ int runRender(const RenderArgs& args, const Io& io) {
     }
   }
   if (args.format == "png") {
-    // An overview: at most twice the points, whatever the widgets' own scale.
+    // An overview at one pixel per point at most: the widget files carry the detail, and the
+    // sheet at the widgets' scale would double the time and memory of the whole run.
     const Status sheet =
-        writeContactSheet(rendered, dir / "gallery.png", std::min(args.scale, 2.0));
+        writeContactSheet(rendered, dir / "gallery.png", std::min(args.scale, 1.0));
     if (!sheet) return fail(io, sheet.error().message);
   }
   const Status page = writeGalleryPage(rendered, dir / "gallery.html", args.appearance);
