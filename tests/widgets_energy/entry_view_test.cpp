@@ -6,10 +6,12 @@
 #include "widget_support/widget_support.h"
 #include "widgets/home/medium_widget.h"
 #include "widgets/home/medium_widget_energy_buttons.h"
+#include "widgets/home/medium_widget_energy_macro_bars.h"
 #include "widgets/home/medium_widget_energy_macro_pie.h"
 #include "widgets/home/small_widget.h"
 #include "widgets/home/small_widget_energy.h"
 #include "widgets/home/small_widget_macro_pie.h"
+#include "widgets/home/small_widget_macros.h"
 #include "widgets/lockscreen/lockscreen_inline_calories.h"
 #include "widgets/lockscreen/lockscreen_medium_calories.h"
 #include "widgets/lockscreen/lockscreen_small_button.h"
@@ -71,6 +73,19 @@ TEST(KMWidgetEntryViewTest, DispatchTable) {
       {"small_energy", F::systemMedium, 17, {}},
       {"small_energy", F::accessoryCircular, 15, {}},
       {"small_energy", F::accessoryInline, 15, {}},
+      // The macro kinds outside the gallery have no family test.
+      {"small_bar_macros", F::systemSmall, 17,
+       [](auto& e) {
+         return SmallWidgetMacros{e, true}.body();
+       }},
+      {"small_bar_macros", F::accessoryCircular, 16,
+       [](auto& e) {
+         return SmallWidgetMacros{e, true}.body();
+       }},
+      {"medium_bar_macros", F::systemMedium, 17,
+       [](auto& e) { return MediumWidgetEnergyMacroBars{e}.body(); }},
+      {"medium_bar_macros", F::systemSmall, 15,
+       [](auto& e) { return MediumWidgetEnergyMacroBars{e}.body(); }},
       {"small_pie_macros", F::systemMedium, 17,
        [](auto& e) {
          return SmallWidgetMacroPie{e, true}.body();
