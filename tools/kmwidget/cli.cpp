@@ -84,6 +84,7 @@ int runKmwidget(const std::vector<std::string>& args, const Io& io) {
   addTimelineCommands(app, action);
   addCatalogueCommand(app, action);
   addValidateCommand(app, action);
+  addRenderCommand(app, action);
   addLayoutCommand(app, action);
 
   // CLI11 wants the arguments in reverse order when given as a vector.

@@ -33,6 +33,7 @@ void addStoreCommands(CLI::App& app, Action& action);
 void addTimelineCommands(CLI::App& app, Action& action);
 void addCatalogueCommand(CLI::App& app, Action& action);
 void addValidateCommand(CLI::App& app, Action& action);
+void addRenderCommand(CLI::App& app, Action& action);
 void addLayoutCommand(CLI::App& app, Action& action);
 
 // Runs the tool on `args` (without the program name). The global options are process settings

@@ -1,0 +1,129 @@
+// One real widget's costs: building its view and laying it out, drawing it at scale 3, and
+// encoding the PNG, each on its own, for the small energy widget and the two lock-screen
+// energy widgets.
+#include <benchmark/benchmark.h>
+
+#include <filesystem>
+
+#include "host/km_widget_entry_view.h"
+#include "platform/foundation/process_settings.h"
+#include "platform/ui/layout.h"
+#include "platform/ui/renderer.h"
+#include "platform/widgetkit/family_size.h"
+
+namespace km {
+namespace {
+
+const AssetCatalog& catalog() {
+  static const AssetCatalog* c = [] {
+    auto loaded =
+        AssetCatalog::load(std::filesystem::path(KM_SOURCE_BUNDLE_DIR) / "Assets.xcassets");
+    return new AssetCatalog(loaded ? std::move(*loaded) : AssetCatalog());
+  }();
+  return *c;
+}
+
+struct Setup {
+  const char* kind;
+  WidgetFamily family;
+};
+constexpr Setup kSetups[] = {{"small_energy", WidgetFamily::systemSmall},
+                             {"small_energy", WidgetFamily::accessoryCircular},
+                             {"small_energy", WidgetFamily::accessoryInline}};
+
+// A day's record dated now, over the goal so that the ring draws its second lap.
+NutritionEntry entryNow() {
+  NutritionEntry e;
+  e.date = now();
+  e.nutrition.currentDayInt = 1;
+  e.nutrition.currentDate = e.date;
+  e.nutrition.isLoggedIn = true;
+  e.nutrition.energyCurrent = 2300;
+  e.nutrition.energyTotal = 2000;
+  return e;
+}
+
+struct Fixture {
+  Fixture()
+      : bundle(KM_SOURCE_BUNDLE_DIR),
+        store(std::filesystem::temp_directory_path() / "km-bench-no-store.sqlite") {}
+  ScopedMainBundlePath bundle;
+  ScopedStorePath store;
+};
+
+DisplayList layoutOf(const Setup& s) {
+  LayoutOptions options;
+  options.assets = &catalog();
+  return layout(KMWidgetEntryView{entryNow(), s.family, s.kind}.body(), familySize(s.family),
+                options);
+}
+
+RenderOptions renderOptions(WidgetFamily family) {
+  RenderOptions o;
+  o.scale = 3;
+  o.assets = &catalog();
+  o.renderingMode = isAccessory(family) ? RenderingMode::vibrant : RenderingMode::fullColor;
+  o.cornerRadius = familyCornerRadius(family);
+  return o;
+}
+
+// Building the widget's view from the entry (texts looked up, numbers computed) and laying
+// it out into a display list.
+void BM_WidgetLayout(benchmark::State& state) {
+  Fixture f;
+  const Setup& s = kSetups[state.range(0)];
+  const NutritionEntry entry = entryNow();
+  LayoutOptions options;
+  options.assets = &catalog();
+  for (auto _ : state) {
+    DisplayList list =
+        layout(KMWidgetEntryView{entry, s.family, s.kind}.body(), familySize(s.family), options);
+    benchmark::DoNotOptimize(list);
+  }
+  state.SetLabel(std::string(s.kind) + "." + std::string(familyName(s.family)));
+}
+BENCHMARK(BM_WidgetLayout)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
+
+void BM_WidgetDraw(benchmark::State& state) {
+  Fixture f;
+  const Setup& s = kSetups[state.range(0)];
+  const DisplayList list = layoutOf(s);
+  const RenderOptions options = renderOptions(s.family);
+  for (auto _ : state) {
+    RasterImage image = renderImage(list, options);
+    benchmark::DoNotOptimize(image.surface());
+  }
+  state.SetLabel(std::string(s.kind) + "." + std::string(familyName(s.family)) + " @3x");
+}
+BENCHMARK(BM_WidgetDraw)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
+
+void BM_WidgetEncodePng(benchmark::State& state) {
+  Fixture f;
+  const Setup& s = kSetups[state.range(0)];
+  const RasterImage image = renderImage(layoutOf(s), renderOptions(s.family));
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    auto png = encodePng(image);
+    bytes = png ? png->size() : 0;
+    benchmark::DoNotOptimize(bytes);
+  }
+  state.counters["pngBytes"] = static_cast<double>(bytes);
+  state.SetLabel(std::string(s.kind) + "." + std::string(familyName(s.family)) + " @3x");
+}
+BENCHMARK(BM_WidgetEncodePng)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
+
+// The whole way from entry to PNG bytes.
+void BM_WidgetToPng(benchmark::State& state) {
+  Fixture f;
+  const Setup& s = kSetups[state.range(0)];
+  const RenderOptions options = renderOptions(s.family);
+  for (auto _ : state) {
+    auto png = encodePng(renderImage(layoutOf(s), options));
+    benchmark::DoNotOptimize(png);
+  }
+  state.SetLabel(std::string(s.kind) + "." + std::string(familyName(s.family)) + " @3x");
+}
+BENCHMARK(BM_WidgetToPng)->DenseRange(0, 2)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+}  // namespace km

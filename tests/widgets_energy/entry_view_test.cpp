@@ -1,0 +1,210 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "host/km_widget_entry_view.h"
+#include "widget_support/widget_support.h"
+#include "widgets/home/medium_widget.h"
+#include "widgets/home/medium_widget_energy_buttons.h"
+#include "widgets/home/medium_widget_energy_macro_bars.h"
+#include "widgets/home/medium_widget_energy_macro_pie.h"
+#include "widgets/home/small_widget.h"
+#include "widgets/home/small_widget_energy.h"
+#include "widgets/home/small_widget_macro_pie.h"
+#include "widgets/home/small_widget_macros.h"
+#include "widgets/lockscreen/lockscreen_inline_calories.h"
+#include "widgets/lockscreen/lockscreen_medium_calories.h"
+#include "widgets/lockscreen/lockscreen_small_button.h"
+#include "widgets/lockscreen/lockscreen_small_calories.h"
+
+namespace km {
+namespace {
+
+using namespace km::testing;
+using F = WidgetFamily;
+using Expected = std::function<View(const NutritionEntry&)>;
+
+struct DispatchCase {
+  const char* kind;
+  F family;
+  int platform;
+  Expected expected;  // empty: the entry view draws nothing
+};
+
+bool drawsNothing(const Json& list) {
+  return list.at("items").empty() && list.at("widgetURL").is_null() &&
+         list.at("containerBackground").is_null();
+}
+
+// Each row of the dispatch table draws exactly what its widget draws when made directly with
+// the row's arguments, and the rows marked "nothing" draw nothing at all.
+TEST(KMWidgetEntryViewTest, DispatchTable) {
+  const NutritionEntry entry = RecordBuilder()
+                                   .energy(2300, 2000)
+                                   .carbs(120, 250)
+                                   .protein(60, 120)
+                                   .fat(40, 70)
+                                   .history({1800, 2100, 1900, 2500, 1200, 900, 2300})
+                                   .entry();
+  const DispatchCase cases[] = {
+      {"small_energy_macros", F::systemSmall, 17, [](auto& e) { return SmallWidget{e}.body(); }},
+      {"small_energy_macros", F::systemMedium, 17, {}},
+      {"medium_history", F::systemMedium, 17,
+       [](auto& e) {
+         return MediumWidget{e, 5}.body();
+       }},
+      {"medium_history", F::systemSmall, 17, {}},
+      {"small_energy", F::accessoryInline, 16,
+       [](auto& e) { return LockscreenInlineCalories{e}.body(); }},
+      {"small_energy", F::accessoryCircular, 16,
+       [](auto& e) {
+         return LockscreenSmallCalories{e, 20, false}.body();
+       }},
+      {"small_energy", F::accessoryRectangular, 17,
+       [](auto& e) { return LockscreenMediumCalories{e}.body(); }},
+      {"small_energy", F::systemSmall, 15,
+       [](auto& e) {
+         return SmallWidgetEnergy{e, false}.body();
+       }},
+      {"small_energy", F::systemSmall, 17,
+       [](auto& e) {
+         return SmallWidgetEnergy{e, false}.body();
+       }},
+      {"small_energy", F::systemMedium, 17, {}},
+      {"small_energy", F::accessoryCircular, 15, {}},
+      {"small_energy", F::accessoryInline, 15, {}},
+      // The macro kinds outside the gallery have no family test.
+      {"small_bar_macros", F::systemSmall, 17,
+       [](auto& e) {
+         return SmallWidgetMacros{e, true}.body();
+       }},
+      {"small_bar_macros", F::accessoryCircular, 16,
+       [](auto& e) {
+         return SmallWidgetMacros{e, true}.body();
+       }},
+      {"medium_bar_macros", F::systemMedium, 17,
+       [](auto& e) { return MediumWidgetEnergyMacroBars{e}.body(); }},
+      {"medium_bar_macros", F::systemSmall, 15,
+       [](auto& e) { return MediumWidgetEnergyMacroBars{e}.body(); }},
+      {"small_pie_macros", F::systemMedium, 17,
+       [](auto& e) {
+         return SmallWidgetMacroPie{e, true}.body();
+       }},
+      {"medium_pie_macros", F::accessoryCircular, 15,
+       [](auto& e) { return MediumWidgetEnergyMacroPie{e}.body(); }},
+      {"medium_pie_macros", F::accessoryRectangular, 16,
+       [](auto& e) { return LockscreenMediumCalories{e}.body(); }},
+      {"medium_pie_macros", F::systemMedium, 17,
+       [](auto& e) { return MediumWidgetEnergyMacroPie{e}.body(); }},
+      {"medium_pie_macros", F::accessoryCircular, 16, {}},
+      {"medium_pie_macros", F::systemSmall, 17, {}},
+      {"medium_buttons", F::accessoryCircular, 16,
+       [](auto& e) {
+         return LockscreenSmallButton{e, "ic_barcode_24px", "barcodeScan"}.body();
+       }},
+      {"medium_buttons", F::accessoryCircular, 15, {}},
+      {"medium_buttons", F::systemMedium, 15,
+       [](auto& e) { return MediumWidgetEnergyButtons{e}.body(); }},
+      {"medium_buttons", F::systemSmall, 17, {}},
+      {"lockscreen_button", F::systemSmall, 17,
+       [](auto& e) {
+         return LockscreenSmallButton{e, "ic_add_meal_24px", "addFood"}.body();
+       }},
+      {"lockscreen_button", F::accessoryCircular, 16,
+       [](auto& e) {
+         return LockscreenSmallButton{e, "ic_add_meal_24px", "addFood"}.body();
+       }},
+      {"lockscreen_calories", F::accessoryCircular, 17, {}},
+      {"Small_Energy", F::systemSmall, 17, {}},
+      {"", F::systemSmall, 17, {}},
+  };
+  for (const DispatchCase& c : cases) {
+    SCOPED_TRACE(std::string(c.kind) + " " + std::string(familyName(c.family)) + " on " +
+                 std::to_string(c.platform));
+    WidgetTestEnvironment env("en", c.platform);
+    const Json drawn = widgetJson(KMWidgetEntryView{entry, c.family, c.kind}.body(), c.family);
+    if (!c.expected) {
+      EXPECT_TRUE(drawsNothing(drawn)) << drawn.dump().substr(0, 300);
+      continue;
+    }
+    const Json direct = widgetJson(c.expected(entry), c.family);
+    EXPECT_FALSE(drawsNothing(direct));
+    EXPECT_EQ(drawn, direct);
+  }
+}
+
+// The round gauge's gap follows the length of the localised over-goal word.
+TEST(KMWidgetEntryViewTest, BigWordFollowsTheLanguage) {
+  struct Case {
+    const char* language;
+    bool big;
+  } cases[] = {{"en", false}, {"ja", false}, {"ru", true}, {"es", true}, {"ko", false}};
+  const NutritionEntry entry = RecordBuilder().energy(2500, 2000).entry();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.language);
+    WidgetTestEnvironment env(c.language);
+    EXPECT_EQ(overGoalWordIsBig(), c.big);
+    const Json drawn =
+        widgetJson(KMWidgetEntryView{entry, F::accessoryCircular, "small_energy"}.body(),
+                   F::accessoryCircular);
+    const std::vector<Json> ring = shapes(drawn, "circle");
+    ASSERT_EQ(ring.size(), 1u);
+    EXPECT_NEAR(ring[0].at("trim")[1].get<double>(), c.big ? 0.58 : 0.6666, 1e-3);
+  }
+}
+
+// A signed-out record shows the sign-in prompt whatever the kind, even an unknown one; the
+// round lock-screen family shows only the keyhole on the accessory backdrop.
+TEST(KMWidgetEntryViewTest, LoggedOut) {
+  struct Case {
+    const char* kind;
+    F family;
+    int platform;
+    bool keyholeOnly;
+    const char* keyholeTint;
+  } cases[] = {
+      {"small_energy", F::accessoryCircular, 16, true, "#FFFFFFFF"},
+      {"medium_buttons", F::accessoryCircular, 17, true, "#FFFFFFFF"},
+      {"small_energy", F::systemSmall, 17, false, "#1C1F23FF"},
+      {"medium_history", F::systemMedium, 17, false, "#1C1F23FF"},
+      {"small_energy", F::accessoryInline, 17, false, "#FFFFFFFF"},
+      {"medium_pie_macros", F::accessoryRectangular, 16, false, "#FFFFFFFF"},
+      {"no_such_kind", F::systemSmall, 17, false, "#1C1F23FF"},
+      {"small_energy", F::systemMedium, 17, false, "#1C1F23FF"},
+      // Before 16 the lock-screen families have no accessory styling.
+      {"lockscreen_button", F::accessoryCircular, 15, false, "#1C1F23FF"},
+  };
+  const NutritionEntry entry = RecordBuilder().energy(1500, 2000).loggedIn(false).entry();
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.kind) + " " + std::string(familyName(c.family)) + " on " +
+                 std::to_string(c.platform));
+    WidgetTestEnvironment env("en", c.platform);
+    const Json list = widgetJson(KMWidgetEntryView{entry, c.family, c.kind}.body(), c.family);
+    const std::vector<Json> keyhole = images(list, "ic_km_keyhole_16px");
+    ASSERT_EQ(keyhole.size(), 1u);
+    EXPECT_EQ(keyhole[0].at("tint"), c.keyholeTint);
+    EXPECT_EQ(widgetURLOf(list), std::nullopt);
+    if (c.keyholeOnly) {
+      EXPECT_TRUE(texts(list).empty());
+      EXPECT_FALSE(shapes(list).empty()) << "the accessory backdrop";
+    } else {
+      EXPECT_EQ(texts(list), std::vector<std::string>{"Sign in to see your day"});
+    }
+    if (c.family == F::systemSmall) {
+      // Keyhole above the text, 12 points inside the widget.
+      const Json text = *findText(list, "Sign in to see your day");
+      EXPECT_LT(frameCenter(keyhole[0]).y, frameCenter(text).y);
+      EXPECT_GE(text.at("frame")[0].get<double>(), 12);
+    } else if (!c.keyholeOnly) {
+      // A translucent white rounded rectangle behind a row: keyhole beside the text.
+      const std::vector<Json> plate = shapes(list, "roundedRectangle");
+      ASSERT_EQ(plate.size(), 1u);
+      EXPECT_EQ(plate[0].at("fill"), "#FFFFFF33");
+      const Json text = *findText(list, "Sign in to see your day");
+      EXPECT_LT(frameCenter(keyhole[0]).x, frameCenter(text).x);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace km

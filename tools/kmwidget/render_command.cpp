@@ -1,0 +1,430 @@
+// `kmwidget render`: draws the widgets from the shared store (or a record file) as images, a
+// contact sheet and an HTML page, or dumps their display lists as JSON.
+
+#include <cairo.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "host/km_widget.h"
+#include "host/km_widget_entry_view.h"
+#include "host/provider.h"
+#include "host/widget_kind.h"
+#include "kmwidget/cli.h"
+#include "kmwidget/json_output.h"
+#include "model/widget_nutrition_summary.h"
+#include "platform/foundation/bundle.h"
+#include "platform/foundation/date.h"
+#include "platform/ui/asset_catalog.h"
+#include "platform/ui/display_list_json.h"
+#include "platform/ui/layout.h"
+#include "platform/ui/renderer.h"
+#include "platform/widgetkit/family_size.h"
+#include "platform/widgetkit/widget_family.h"
+#include "platform/widgetkit/widget_rendering_mode.h"
+
+namespace km::cli {
+
+namespace {
+
+struct RenderArgs {
+  std::vector<std::string> kinds;
+  std::vector<std::string> families;
+  std::string format = "png";
+  double scale = 3;
+  std::string appearance = "light";
+  std::optional<std::string> mode;
+  std::string device{phoneModelName(kDefaultPhoneModel)};
+  std::optional<std::string> record;
+  std::string outDir = "widgets";
+};
+
+struct Job {
+  std::string kind;
+  WidgetFamily family;
+};
+
+struct Rendered {
+  Job job;
+  DisplayList list;
+  RenderOptions options;
+  std::string file;  // file name inside the output folder; empty when not written
+};
+
+std::optional<std::string> readText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+std::string htmlEscape(std::string_view text) {
+  std::string out;
+  for (char c : text) {
+    switch (c) {
+      case '&':
+        out += "&amp;";
+        break;
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out;
+}
+
+// Every link's URL of a display list, in drawing order, without repeats.
+std::vector<std::string> linkUrls(const DisplayList& list) {
+  std::vector<std::string> urls;
+  for (const DisplayItem& item : list.items) {
+    if (const auto* link = std::get_if<DisplayLink>(&item.content)) {
+      if (std::find(urls.begin(), urls.end(), link->url) == urls.end()) urls.push_back(link->url);
+    }
+  }
+  return urls;
+}
+
+std::string cellName(const Rendered& r) {
+  return r.job.kind + " · " + std::string(familyName(r.job.family));
+}
+
+// The contact sheet: home-screen widgets in one band, lock-screen ones in another, each with
+// its name under it. The widgets are drawn again straight into the sheet (from their display
+// lists, at the sheet's scale) rather than kept as images, so that memory stays at one sheet.
+Status writeContactSheet(const std::vector<Rendered>& items, const std::filesystem::path& file,
+                         double scale) {
+  const int gap = static_cast<int>(std::lround(12 * scale));
+  const int label = static_cast<int>(std::lround(16 * scale));
+  const int header = static_cast<int>(std::lround(24 * scale));
+  const int maxRowWidth = static_cast<int>(std::lround(760 * scale));
+  struct Placed {
+    std::size_t index;
+    int x, y;
+  };
+  // A scratch context to measure the names with the same font as they are drawn in.
+  cairo_surface_t* scratch = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
+  cairo_t* measure = cairo_create(scratch);
+  cairo_select_font_face(measure, "Inter", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
+  cairo_set_font_size(measure, 10 * scale);
+  std::vector<Placed> placed;
+  struct Header {
+    std::string text;
+    int y;
+  };
+  std::vector<Header> headers;
+  int y = gap;
+  int sheetWidth = 0;
+  for (int band = 0; band < 2; ++band) {
+    const bool lock = band == 1;
+    std::vector<std::size_t> members;
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      if (isAccessory(items[i].job.family) == lock) members.push_back(i);
+    }
+    if (members.empty()) continue;
+    headers.push_back({lock ? "Lock screen" : "Home screen", y});
+    y += header;
+    int x = gap;
+    int rowHeight = 0;
+    for (std::size_t i : members) {
+      // A cell is as wide as its image or its name, whichever is wider.
+      const std::string name = cellName(items[i]);
+      cairo_text_extents_t extents;
+      cairo_text_extents(measure, name.c_str(), &extents);
+      const int imageWidth = static_cast<int>(std::ceil(items[i].list.size.width * scale));
+      const int w = std::max(imageWidth, static_cast<int>(std::ceil(extents.x_advance)));
+      const int h = static_cast<int>(std::ceil(items[i].list.size.height * scale));
+      if (x > gap && x + w > maxRowWidth) {
+        y += rowHeight + label + gap;
+        x = gap;
+        rowHeight = 0;
+      }
+      placed.push_back({i, x, y});
+      x += w + gap;
+      rowHeight = std::max(rowHeight, h);
+      sheetWidth = std::max(sheetWidth, x);
+    }
+    y += rowHeight + label + gap;
+  }
+  cairo_destroy(measure);
+  cairo_surface_destroy(scratch);
+  const int sheetHeight = y;
+  cairo_surface_t* surface =
+      cairo_image_surface_create(CAIRO_FORMAT_ARGB32, std::max(sheetWidth, 1), sheetHeight);
+  cairo_t* cr = cairo_create(surface);
+  cairo_set_source_rgb(cr, 0.80, 0.82, 0.86);  // a neutral wallpaper both appearances read on
+  cairo_paint(cr);
+  cairo_select_font_face(cr, "Inter", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_BOLD);
+  cairo_set_source_rgb(cr, 0.1, 0.1, 0.12);
+  cairo_set_font_size(cr, 15 * scale);
+  for (const Header& h : headers) {
+    cairo_move_to(cr, gap, h.y + header * 0.7);
+    cairo_show_text(cr, h.text.c_str());
+  }
+  cairo_select_font_face(cr, "Inter", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
+  cairo_set_font_size(cr, 10 * scale);
+  for (const Placed& p : placed) {
+    const Rendered& r = items[p.index];
+    // Each widget in a group of its own, so that clearing its rounded corners leaves the
+    // sheet's wallpaper showing instead of punching holes in it.
+    cairo_save(cr);
+    cairo_translate(cr, p.x, p.y);
+    cairo_scale(cr, scale, scale);
+    cairo_rectangle(cr, 0, 0, r.list.size.width, r.list.size.height);
+    cairo_clip(cr);
+    cairo_push_group(cr);
+    drawDisplayList(cr, r.list, r.options);
+    cairo_pop_group_to_source(cr);
+    cairo_paint(cr);
+    cairo_restore(cr);
+    cairo_set_source_rgb(cr, 0.1, 0.1, 0.12);
+    cairo_move_to(cr, p.x, p.y + std::ceil(r.list.size.height * scale) + label * 0.75);
+    cairo_show_text(cr, cellName(r).c_str());
+  }
+  cairo_destroy(cr);
+  // The same fast encoder as the widget files (the sheet is large; Cairo's writer is slow).
+  const RasterImage sheet(surface);
+  auto bytes = encodePng(sheet);
+  if (!bytes) return Error{"cannot encode " + file.string() + ": " + bytes.error().message};
+  std::ofstream out(file, std::ios::binary);
+  out.write(reinterpret_cast<const char*>(bytes->data()),
+            static_cast<std::streamsize>(bytes->size()));
+  if (!out) return Error{"cannot write " + file.string()};
+  return Ok{};
+}
+
+Status writeGalleryPage(const std::vector<Rendered>& items, const std::filesystem::path& file,
+                        const std::string& appearance) {
+  std::ofstream out(file);
+  out << "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>KaloMate widgets</title>\n"
+      << "<style>body{font-family:Inter,system-ui,sans-serif;background:"
+      << (appearance == "dark" ? "#111" : "#cdd1d8")
+      << ";margin:24px;color:" << (appearance == "dark" ? "#eee" : "#111")
+      << "}section{display:flex;flex-wrap:wrap;gap:24px;align-items:flex-start}"
+         "figure{margin:0}figcaption{font-size:12px;margin-top:6px;max-width:360px}"
+         "code{font-size:11px}</style></head><body>\n"
+      << "<p><a href=\"gallery.png\">Contact sheet</a></p>\n";
+  for (int band = 0; band < 2; ++band) {
+    const bool lock = band == 1;
+    bool any = false;
+    for (const Rendered& r : items)
+      any = any || isAccessory(r.job.family) == lock;
+    if (!any) continue;
+    out << "<h2>" << (lock ? "Lock screen" : "Home screen") << "</h2>\n<section>\n";
+    for (const Rendered& r : items) {
+      if (isAccessory(r.job.family) != lock) continue;
+      const Size size = r.list.size;
+      out << "<figure><img src=\"" << htmlEscape(r.file) << "\" width=\"" << size.width
+          << "\" height=\"" << size.height << "\" alt=\"" << htmlEscape(r.job.kind) << "\">"
+          << "<figcaption><b>" << htmlEscape(r.job.kind) << "</b> · " << familyName(r.job.family);
+      if (r.list.widgetURL) {
+        out << "<br>tap: <code>" << htmlEscape(*r.list.widgetURL) << "</code>";
+      }
+      for (const std::string& url : linkUrls(r.list)) {
+        out << "<br>link: <code>" << htmlEscape(url) << "</code>";
+      }
+      out << "</figcaption></figure>\n";
+    }
+    out << "</section>\n";
+  }
+  out << "</body></html>\n";
+  if (!out) return Error{"cannot write " + file.string()};
+  return Ok{};
+}
+
+int runRender(const RenderArgs& args, const Io& io) {
+  // Options first, so a mistake is reported before anything is read or written.
+  if (args.format != "png" && args.format != "svg" && args.format != "pdf" &&
+      args.format != "json") {
+    io.err << "kmwidget: --format: expected png, svg, pdf or json, got \"" << args.format << "\"\n";
+    return kExitUsage;
+  }
+  if (!(args.scale > 0) || args.scale > 10) {
+    io.err << "kmwidget: --scale: expected a number above 0 and at most 10\n";
+    return kExitUsage;
+  }
+  ColorScheme scheme;
+  if (args.appearance == "light") {
+    scheme = ColorScheme::light;
+  } else if (args.appearance == "dark") {
+    scheme = ColorScheme::dark;
+  } else {
+    io.err << "kmwidget: --appearance: expected light or dark\n";
+    return kExitUsage;
+  }
+  std::optional<RenderingMode> mode;
+  if (args.mode) {
+    mode = renderingModeFromName(*args.mode);
+    if (!mode) {
+      io.err << "kmwidget: --mode: expected fullColor, accented or vibrant\n";
+      return kExitUsage;
+    }
+  }
+  const auto device = phoneModelFromName(args.device);
+  if (!device) {
+    io.err << "kmwidget: --device: expected 393x852 or 430x932\n";
+    return kExitUsage;
+  }
+  std::vector<WidgetFamily> families;
+  for (const std::string& name : args.families) {
+    const auto family = familyFromName(name);
+    if (!family) {
+      io.err << "kmwidget: --family: unknown family \"" << name << "\"\n";
+      return kExitUsage;
+    }
+    families.push_back(*family);
+  }
+  std::vector<std::string> kinds = args.kinds;
+  for (const std::string& kind : kinds) {
+    if (!widgetKindFromRawValue(kind)) {
+      io.err << "kmwidget: --kind: unknown kind \"" << kind << "\"\n";
+      return kExitUsage;
+    }
+  }
+  if (kinds.empty()) {
+    for (const char* kind : KMWidgetBundle::kKinds)
+      kinds.emplace_back(kind);
+  }
+
+  // The families each kind offers on this platform version, or those asked for.
+  std::vector<Job> jobs;
+  for (const std::string& kind : kinds) {
+    const std::vector<WidgetFamily> offered = supportedFamilies(kind);
+    const std::vector<WidgetFamily>& chosen = families.empty() ? offered : families;
+    for (WidgetFamily f : chosen)
+      jobs.push_back({kind, f});
+  }
+  if (jobs.empty()) return fail(io, "nothing to render");
+
+  // The entry: the provider's snapshot, or the record file drawn at now.
+  NutritionEntry entry;
+  if (args.record) {
+    const auto text = readText(*args.record);
+    if (!text) return fail(io, "cannot read " + *args.record);
+    auto decoded = decodeSummary(*text);
+    if (!decoded) return fail(io, *args.record + ": " + decoded.error().message);
+    entry = NutritionEntry{now(), *decoded};
+  } else {
+    Provider{}.getSnapshot({}, [&entry](NutritionEntry e) { entry = std::move(e); });
+  }
+
+  const std::string bundleDir = Bundle::main().bundlePath();
+  auto assets = AssetCatalog::load(std::filesystem::path(bundleDir) / "Assets.xcassets");
+  if (!assets) return fail(io, "cannot load the asset catalogue: " + assets.error().message);
+  LayoutOptions layoutOptions;
+  layoutOptions.assets = &*assets;
+
+  std::vector<Rendered> rendered;
+  rendered.reserve(jobs.size());
+  for (const Job& job : jobs) {
+    const View view = KMWidgetEntryView{entry, job.family, job.kind}.body();
+    rendered.push_back({job, layout(view, familySize(job.family, *device), layoutOptions), {}});
+  }
+
+  if (args.format == "json") {
+    auto dump = [&](const Rendered& r) {
+      return displayListToJson(r.list, r.job.kind, familyName(r.job.family), scheme, &*assets);
+    };
+    if (rendered.size() == 1) {
+      io.out << dump(rendered.front()).dump(2) << '\n';
+      return kExitOk;
+    }
+    std::error_code ec;
+    std::filesystem::create_directories(args.outDir, ec);
+    for (Rendered& r : rendered) {
+      r.file = r.job.kind + "." + std::string(familyName(r.job.family)) + ".json";
+      std::ofstream out(std::filesystem::path(args.outDir) / r.file);
+      out << dump(r).dump(2) << '\n';
+      if (!out)
+        return fail(io, "cannot write " + (std::filesystem::path(args.outDir) / r.file).string());
+    }
+    io.err << "kmwidget: wrote " << rendered.size() << " display lists to " << args.outDir << "\n";
+    return kExitOk;
+  }
+
+  std::error_code ec;
+  std::filesystem::create_directories(args.outDir, ec);
+  if (ec) return fail(io, "cannot create " + args.outDir + ": " + ec.message());
+  const std::filesystem::path dir(args.outDir);
+  for (Rendered& r : rendered) {
+    RenderOptions& options = r.options;
+    options.scale = args.scale;
+    // The lock screen shows widgets in one colour over the wallpaper; the home screen in colour.
+    options.renderingMode =
+        mode ? *mode
+             : (isAccessory(r.job.family) ? RenderingMode::vibrant : RenderingMode::fullColor);
+    // The phone draws lock-screen widgets in the dark appearance over the wallpaper.
+    options.colorScheme =
+        isAccessory(r.job.family) && options.renderingMode == RenderingMode::vibrant
+            ? ColorScheme::dark
+            : scheme;
+    options.cornerRadius = familyCornerRadius(r.job.family, *device);
+    options.assets = &*assets;
+    r.file = r.job.kind + "." + std::string(familyName(r.job.family)) + "." + args.format;
+    const std::filesystem::path file = dir / r.file;
+    if (args.format == "png") {
+      auto bytes = encodePng(renderImage(r.list, options));
+      if (!bytes) return fail(io, "cannot encode " + r.file + ": " + bytes.error().message);
+      std::ofstream out(file, std::ios::binary);
+      out.write(reinterpret_cast<const char*>(bytes->data()),
+                static_cast<std::streamsize>(bytes->size()));
+      if (!out) return fail(io, "cannot write " + file.string());
+    } else {
+      const Status written = writeImageFile(r.list, options, file);
+      if (!written) return fail(io, written.error().message);
+    }
+  }
+  if (args.format == "png") {
+    // An overview at one pixel per point at most: the widget files carry the detail, and the
+    // sheet at the widgets' scale would double the time and memory of the whole run.
+    const Status sheet =
+        writeContactSheet(rendered, dir / "gallery.png", std::min(args.scale, 1.0));
+    if (!sheet) return fail(io, sheet.error().message);
+  }
+  const Status page = writeGalleryPage(rendered, dir / "gallery.html", args.appearance);
+  if (!page) return fail(io, page.error().message);
+  io.err << "kmwidget: wrote " << rendered.size() << " widgets to " << args.outDir << "/ ("
+         << (args.format == "png" ? "gallery.png, " : "") << "gallery.html)\n";
+  return kExitOk;
+}
+
+}  // namespace
+
+void addRenderCommand(CLI::App& app, Action& action) {
+  auto args = std::make_shared<RenderArgs>();
+  CLI::App* cmd = app.add_subcommand(
+      "render",
+      "Draws the widgets from the shared store: every widget of the bundle in every family it "
+      "offers, as <kind>.<family>.png in ./widgets/ with gallery.png and gallery.html");
+  cmd->add_option("--kind", args->kinds, "A widget kind (repeatable; default: the bundle's)");
+  cmd->add_option("--family", args->families,
+                  "A family (repeatable; default: those the kind offers)");
+  cmd->add_option("--format", args->format, "png (default), svg, pdf or json");
+  cmd->add_option("--scale", args->scale, "Pixels per point for PNG (default 3)");
+  cmd->add_option("--appearance", args->appearance, "light (default) or dark");
+  cmd->add_option("--mode", args->mode,
+                  "fullColor, accented or vibrant (default: vibrant on the lock screen, "
+                  "fullColor on the home screen)");
+  cmd->add_option("--device", args->device, "The phone: 393x852 (default) or 430x932");
+  cmd->add_option("--record", args->record, "Draw this record file (JSON) instead of the store's");
+  cmd->add_option("-o,--output", args->outDir, "Output folder (default ./widgets)");
+  cmd->callback(
+      [&action, args] { action = [args](const Io& io) { return runRender(*args, io); }; });
+}
+
+}  // namespace km::cli
