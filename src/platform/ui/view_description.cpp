@@ -489,9 +489,10 @@ class Parser {
       if (j.contains("spacing")) spacing = finite(j["spacing"], key(path, "spacing"));
     }
     if (!children->is_array()) wrongType(childrenPath, *children, "an array of views");
-    const std::optional<Axis> axis = name == "HStack"   ? std::optional(Axis::horizontal)
-                                     : name == "VStack" ? std::optional(Axis::vertical)
-                                                        : std::nullopt;
+    // Set step by step: GCC 12 at -O3 takes the conditional-expression form for uninitialised.
+    std::optional<Axis> axis;
+    if (name == "HStack") axis.emplace(Axis::horizontal);
+    if (name == "VStack") axis.emplace(Axis::vertical);
     std::vector<View> views;
     for (size_t i = 0; i < children->size(); ++i) {
       views.push_back(view((*children)[i], index(childrenPath, i), axis, depth + 1));

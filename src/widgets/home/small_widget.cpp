@@ -19,7 +19,10 @@ std::string SmallWidget::CalorieView::eatenText() const {
 }
 
 std::string SmallWidget::CalorieView::goalText() const {
-  return "/" + std::to_string(checkedInt64(totalEnergy));
+  // Appended rather than `"/" + to_string(...)`: GCC 12 at -O3 reports a false -Wrestrict there.
+  std::string text = "/";
+  text += std::to_string(checkedInt64(totalEnergy));
+  return text;
 }
 
 double SmallWidget::CalorieView::progress() const {
