@@ -55,6 +55,21 @@ TEST(LayoutTest, GeometryReaderTakesProposalAndPlacesTopLeading) {
   EXPECT_EQ(seen, (Size{180, 80}));
 }
 
+TEST(LayoutTest, ReadersBuildingDifferentContentKeepTheirOwnSizes) {
+  // Each reader builds its content during layout and drops it afterwards, so the second
+  // reader's content may be allocated where the first one's was. Sizes must follow the content,
+  // not the address it happens to live at.
+  std::vector<View> readers;
+  for (double side : {10.0, 30.0, 20.0, 40.0}) {
+    readers.push_back(
+        GeometryReader([side](const GeometryProxy&) { return box(side, side); }).frame(40, 40));
+  }
+  expectFrames({"readers",
+                HStack(VerticalAlignment::center, 0, readers),
+                {160, 40},
+                {{0, 0, 10, 10}, {40, 0, 30, 30}, {80, 0, 20, 20}, {120, 0, 40, 40}}});
+}
+
 TEST(LayoutTest, ShapesFillTheProposalAndCirclesAreInscribed) {
   const DisplayList list = layout(Circle().fill(Color::black()), {200, 100});
   ASSERT_EQ(list.items.size(), 1u);

@@ -149,6 +149,10 @@ class Layouter {
     if (auto it = memo_.find(key); it != memo_.end()) return it->second;
     const Size s = computeSize(v, p, env);
     memo_.emplace(key, s);
+    // The memo is keyed by node address. Views made during layout (a geometry reader's content,
+    // a progress view's body) die when their builder returns, and a new node could then reuse
+    // the address and hit a stale size; holding every memoised node for the pass prevents that.
+    pinned_.push_back(v.node());
     return s;
   }
 
@@ -188,6 +192,7 @@ class Layouter {
 
   LayoutOptions options_;
   std::unordered_map<MemoKey, Size, MemoHash> memo_;
+  std::vector<std::shared_ptr<const ViewNode>> pinned_;
 };
 
 Size Layouter::imageSize(const ImageNode& n, ProposedSize p) const {
