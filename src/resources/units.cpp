@@ -1,5 +1,6 @@
 #include "resources/units.h"
 
+#include "platform/foundation/text.h"
 #include "resources/widget_utils.h"
 
 namespace km {
@@ -26,6 +27,11 @@ std::string energyUnitShort(bool isKilojoules) {
 
 std::string energyGaugeUnit(bool isKilojoules) {
   return localizedString(energyGaugeUnitKey(isKilojoules));
+}
+
+std::string energyGaugeUnitLabel(bool isKilojoules) {
+  const std::string unit = energyGaugeUnit(isKilojoules);
+  return isKilojoules ? unit : capitalized(unit);
 }
 
 }  // namespace km

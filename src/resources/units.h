@@ -15,5 +15,8 @@ const char* energyGaugeUnitKey(bool isKilojoules);  // "KilojouleShort" / "Calor
 std::string energyUnitLong(bool isKilojoules);
 std::string energyUnitShort(bool isKilojoules);
 std::string energyGaugeUnit(bool isKilojoules);
+// The gauge unit as the energy gauges show it: the kilojoule symbol as written, the calorie one
+// capitalised ("Kcal"), on purpose only the latter.
+std::string energyGaugeUnitLabel(bool isKilojoules);
 
 }  // namespace km

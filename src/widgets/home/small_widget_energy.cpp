@@ -10,20 +10,10 @@
 #include "platform/foundation/text.h"
 #include "resources/deep_links.h"
 #include "resources/palette.h"
+#include "resources/units.h"
 #include "resources/widget_utils.h"
 
 namespace km {
-
-namespace {
-
-// The kilojoule symbol is shown as written; the calorie one is capitalised ("Kcal") to match
-// the rest of the app's energy labels.
-std::string energyLabel(bool isKilojoules) {
-  if (isKilojoules) return localizedString("KilojouleShort");
-  return capitalized(localizedString("CaloriesShort_2"));
-}
-
-}  // namespace
 
 double SmallWidgetEnergy::ringProgress() const {
   const WidgetNutritionSummary& n = entry.nutrition;
@@ -38,7 +28,7 @@ SmallWidgetEnergy::Texts SmallWidgetEnergy::texts() const {
   const std::int64_t eaten =
       WidgetUtils::isToday(n.currentDate) ? checkedInt64(n.energyCurrent) : 0;
   const std::int64_t goal = checkedInt64(n.energyTotal);
-  const std::string unit = energyLabel(n.isKilojoules);
+  const std::string unit = energyGaugeUnitLabel(n.isKilojoules);
   Texts t;
   // Appended piece by piece: GCC 12's -Wrestrict misfires on "/" + std::string at -O3.
   if (eaten <= goal) {

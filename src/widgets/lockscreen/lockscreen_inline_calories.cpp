@@ -4,9 +4,9 @@
 
 #include "base/checked.h"
 #include "components/widget_background.h"
-#include "platform/foundation/text.h"
 #include "resources/deep_links.h"
 #include "resources/palette.h"
+#include "resources/units.h"
 #include "resources/widget_utils.h"
 
 namespace km {
@@ -16,8 +16,7 @@ std::string LockscreenInlineCalories::inlineText() const {
   // Checked even for a stale record: a broken value is a fault whichever day it belongs to.
   const std::int64_t eatenRaw = checkedInt64(n.energyCurrent);
   const std::int64_t eaten = WidgetUtils::isToday(n.currentDate) ? eatenRaw : 0;
-  const std::string unit = n.isKilojoules ? localizedString("KilojouleShort")
-                                          : capitalized(localizedString("CaloriesShort_2"));
+  const std::string unit = energyGaugeUnitLabel(n.isKilojoules);
   const std::int64_t goal = checkedInt64(n.energyTotal);
   if (goal < eaten) {
     // The excess of the unrounded values, so 2001.0 against 2000.2 is 0 over, not 1.

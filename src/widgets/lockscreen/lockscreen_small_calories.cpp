@@ -9,18 +9,10 @@
 #include "platform/widgetkit/platform_version.h"
 #include "resources/deep_links.h"
 #include "resources/palette.h"
+#include "resources/units.h"
 #include "resources/widget_utils.h"
 
 namespace km {
-
-namespace {
-
-std::string energyLabel(bool isKilojoules) {
-  if (isKilojoules) return localizedString("KilojouleShort");
-  return capitalized(localizedString("CaloriesShort_2"));
-}
-
-}  // namespace
 
 View LockscreenSmallCalories::body() const {
   const WidgetNutritionSummary& n = entry.nutrition;
@@ -28,7 +20,7 @@ View LockscreenSmallCalories::body() const {
   // not-a-number, which is not over the goal and goes to the progress view as it is.
   const double p = n.energyCurrent / n.energyTotal;
   const bool today = WidgetUtils::isToday(n.currentDate);
-  const std::string unit = energyLabel(n.isKilojoules);
+  const std::string unit = energyGaugeUnitLabel(n.isKilojoules);
   const Color white = Color::white().opacity(1);
 
   View content;
