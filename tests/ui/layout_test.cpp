@@ -179,6 +179,17 @@ TEST(LayoutTest, TextWrapsTruncatesAndScales) {
   EXPECT_LE(tiny.items[0].frame.width, 40 + 1e-9);
 }
 
+TEST(LayoutTest, FallbackScriptsKeepThePrimaryFontsLineHeight) {
+  // Arabic and CJK come from fallback fonts with much taller declared lines; a widget laid out
+  // for one line of text must get the same line whatever the language. (A line that mixes
+  // scripts is still up to ~10 % taller: each run keeps its own baseline offsets.)
+  for (double size : {10.0, 14.0, 18.0}) {
+    const double latin = sizeThatFits(Text("Carbs").font(size), {}).height;
+    EXPECT_NEAR(sizeThatFits(Text("كربوهيدرات").font(size), {}).height, latin, 0.01) << size;
+    EXPECT_NEAR(sizeThatFits(Text("炭水化物").font(size), {}).height, latin, 0.01) << size;
+  }
+}
+
 TEST(LayoutTest, TextNextToSpacerKeepsItsWidth) {
   const Size word = sizeThatFits(Text("Semibold 1 250"), {});
   const DisplayList list =

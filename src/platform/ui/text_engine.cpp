@@ -81,6 +81,26 @@ struct TextEngine::Impl {
     int lines = 0;
   };
   std::unordered_map<std::string, Measured> cache;
+  // Height of one line of the primary font per point of size, measured once.
+  double latinLinePerPoint = 0;
+
+  // The primary font's line height at `size` points, in Pango units. Line height is linear in
+  // the size and the same for every weight of the family.
+  int latinLineHeight(double size) {
+    if (latinLinePerPoint == 0) {
+      PangoLayout* probe = pango_layout_new(measureContext);
+      PangoFontDescription* desc = pango_font_description_from_string("Inter");
+      pango_font_description_set_absolute_size(desc, 100.0 * PANGO_SCALE);
+      pango_layout_set_font_description(probe, desc);
+      pango_font_description_free(desc);
+      pango_layout_set_text(probe, "Hg", 2);
+      PangoRectangle logical;
+      pango_layout_get_extents(probe, nullptr, &logical);
+      g_object_unref(probe);
+      latinLinePerPoint = static_cast<double>(logical.height) / PANGO_SCALE / 100.0;
+    }
+    return static_cast<int>(std::lround(latinLinePerPoint * size * PANGO_SCALE));
+  }
 
   void configure(PangoLayout* layout, const TextSpec& spec) {
     PangoFontDescription* desc = pango_font_description_from_string(kFamilies);
@@ -92,6 +112,14 @@ struct TextEngine::Impl {
     pango_layout_set_font_description(layout, desc);
     pango_font_description_free(desc);
     pango_layout_set_text(layout, spec.text.data(), static_cast<int>(spec.text.size()));
+    // Every line is as tall as a line of the primary (Latin) font. The fallback fonts for
+    // Arabic and CJK declare much taller lines (a 14 pt Arabic line would be ~30 pt against
+    // ~17 pt), which would push widgets laid out for one line of text out of their frames; the
+    // phone likewise keeps the system font's line height for fallback scripts.
+    PangoAttrList* attrs = pango_attr_list_new();
+    pango_attr_list_insert(attrs, pango_attr_line_height_new_absolute(latinLineHeight(size)));
+    pango_layout_set_attributes(layout, attrs);
+    pango_attr_list_unref(attrs);
     pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
     // Pango mirrors left and right for right-to-left paragraphs, so left is "leading".
     pango_layout_set_alignment(layout, spec.alignment == TextAlignment::center ? PANGO_ALIGN_CENTER
