@@ -317,6 +317,35 @@ std::vector<std::array<float, 4>> conicTable(const AngularGradient& g, const Col
   return table;
 }
 
+// A box in device space (pixels of the target surface).
+struct DeviceBox {
+  double minX, minY, maxX, maxY;
+};
+
+// The device-space bounding box of the user-space rectangle (x0, y0)-(x1, y1) under the current
+// matrix (which may rotate, so all four corners count).
+DeviceBox deviceBoundsOf(cairo_t* cr, double x0, double y0, double x1, double y1) {
+  DeviceBox box{kInfinity, kInfinity, -kInfinity, -kInfinity};
+  for (Point p : {Point{x0, y0}, Point{x1, y0}, Point{x0, y1}, Point{x1, y1}}) {
+    cairo_user_to_device(cr, &p.x, &p.y);
+    box.minX = std::min(box.minX, p.x);
+    box.minY = std::min(box.minY, p.y);
+    box.maxX = std::max(box.maxX, p.x);
+    box.maxY = std::max(box.maxY, p.y);
+  }
+  return box;
+}
+
+// The current clip's extents in device space.
+DeviceBox deviceClipExtents(cairo_t* cr) {
+  DeviceBox clip{};
+  cairo_save(cr);
+  cairo_identity_matrix(cr);
+  cairo_clip_extents(cr, &clip.minX, &clip.minY, &clip.maxX, &clip.maxY);
+  cairo_restore(cr);
+  return clip;
+}
+
 // Draws the current path (filled or stroked with the context's stroke settings) in an angular
 // gradient computed per pixel: the shape's coverage is drawn into a mask, and only covered
 // pixels get a colour, looked up by their angle about the centre.
@@ -328,21 +357,10 @@ void drawConicRaster(cairo_t* cr, const AngularGradient& g, const Rect& frame,
   } else {
     cairo_fill_extents(cr, &x0, &y0, &x1, &y1);
   }
-  double minX = kInfinity, minY = kInfinity, maxX = -kInfinity, maxY = -kInfinity;
-  for (Point p : {Point{x0, y0}, Point{x1, y0}, Point{x0, y1}, Point{x1, y1}}) {
-    cairo_user_to_device(cr, &p.x, &p.y);
-    minX = std::min(minX, p.x);
-    minY = std::min(minY, p.y);
-    maxX = std::max(maxX, p.x);
-    maxY = std::max(maxY, p.y);
-  }
+  auto [minX, minY, maxX, maxY] = deviceBoundsOf(cr, x0, y0, x1, y1);
   cairo_matrix_t ctm;
   cairo_get_matrix(cr, &ctm);
-  double cx0, cy0, cx1, cy1;
-  cairo_save(cr);
-  cairo_identity_matrix(cr);
-  cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
-  cairo_restore(cr);
+  const auto [cx0, cy0, cx1, cy1] = deviceClipExtents(cr);
   // The clip bounds the area (and keeps huge or non-finite extents out of the arithmetic).
   if (!(minX >= cx0)) minX = cx0;
   if (!(minY >= cy0)) minY = cy0;
@@ -515,22 +533,10 @@ void drawImage(cairo_t* cr, const DisplayItem& item, const DisplayImage& image,
   // Monochrome modes: draw again into an image of the image's own device area, recolour each
   // pixel, then composite.
   cairo_pattern_destroy(group);
-  double minX = kInfinity, minY = kInfinity, maxX = -kInfinity, maxY = -kInfinity;
-  for (Point p :
-       {Point{f.x, f.y}, Point{f.maxX(), f.y}, Point{f.x, f.maxY()}, Point{f.maxX(), f.maxY()}}) {
-    cairo_user_to_device(cr, &p.x, &p.y);
-    minX = std::min(minX, p.x);
-    minY = std::min(minY, p.y);
-    maxX = std::max(maxX, p.x);
-    maxY = std::max(maxY, p.y);
-  }
+  const auto [minX, minY, maxX, maxY] = deviceBoundsOf(cr, f.x, f.y, f.maxX(), f.maxY());
   cairo_matrix_t ctm;
   cairo_get_matrix(cr, &ctm);
-  double cx0, cy0, cx1, cy1;
-  cairo_save(cr);
-  cairo_identity_matrix(cr);
-  cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
-  cairo_restore(cr);
+  const auto [cx0, cy0, cx1, cy1] = deviceClipExtents(cr);
   const double x0 = std::floor(std::max(minX, cx0)), y0 = std::floor(std::max(minY, cy0));
   const double x1 = std::ceil(std::min(maxX, cx1)), y1 = std::ceil(std::min(maxY, cy1));
   if (!(x1 > x0 && y1 > y0) || x1 - x0 > 16384 || y1 - y0 > 16384) return;
