@@ -4,6 +4,7 @@
 #include "model/shared_store.h"
 #include "platform/foundation/calendar.h"
 #include "platform/foundation/process_settings.h"
+#include "platform/foundation/text.h"
 #include "platform/foundation/user_defaults.h"
 
 namespace km {
@@ -42,6 +43,16 @@ Bundle WidgetUtils::languageBundle(const std::optional<std::string>& language) {
     if (auto bundle = Bundle::atPath(*path)) return *bundle;
   }
   return mainBundle;
+}
+
+LayoutDirection WidgetUtils::layoutDirection() {
+  const Bundle mainBundle = Bundle::main();
+  std::optional<std::string> language = chosenLanguage();
+  if (!language || !mainBundle.pathForResource(*language, "lproj")) {
+    language = mainBundle.preferredLocalization();
+  }
+  return isRightToLeftLanguage(*language) ? LayoutDirection::rightToLeft
+                                          : LayoutDirection::leftToRight;
 }
 
 Color WidgetUtils::colorFromHex(std::string_view text) {

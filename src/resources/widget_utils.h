@@ -8,6 +8,7 @@
 #include "platform/foundation/bundle.h"
 #include "platform/foundation/date.h"
 #include "platform/ui/color.h"
+#include "platform/ui/geometry.h"
 
 namespace km {
 
@@ -25,6 +26,11 @@ struct WidgetUtils {
   // The bundle of the language folder "<language>.lproj" of the main bundle; the main bundle
   // itself when there is no language or no such folder.
   static Bundle languageBundle(const std::optional<std::string>& language);
+
+  // The direction the widgets lay out in: that of the language their texts are drawn in (the
+  // one chosen in the app when the bundle has it, else the bundle's preferred localisation), so
+  // that Arabic texts come with a mirrored layout.
+  static LayoutDirection layoutDirection();
 
   // A colour from hexadecimal text "RGB", "RRGGBB" or "AARRGGBB", with any non-alphanumeric
   // characters around it ignored ("#DE7300" is "DE7300"). Text of any other length gives an

@@ -495,6 +495,22 @@ TEST(TextTest, CaseMappingAndGraphemes) {
     EXPECT_EQ(graphemeCount(c.text), c.want) << c.text;
 }
 
+TEST(TextTest, RightToLeftLanguages) {
+  struct Case {
+    const char* tag;
+    bool want;
+  } cases[] = {
+      {"ar", true},      {"he", true},
+      {"fa-IR", true},   {"ur_PK", true},
+      {"en", false},     {"de", false},
+      {"zh-TW", false},  {"pt_BR", false},
+      {"az-Arab", true},  // the script decides, not the language
+      {"", false},       {"not a language tag!", false},
+  };
+  for (const auto& c : cases)
+    EXPECT_EQ(isRightToLeftLanguage(c.tag), c.want) << c.tag;
+}
+
 TEST(URLTest, ValidatesWhatTheAppCanOpen) {
   struct Case {
     const char* text;

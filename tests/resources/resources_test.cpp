@@ -165,6 +165,27 @@ TEST_F(LocalizationTest, UsesTheLanguageChosenInTheApp) {
   }
 }
 
+TEST_F(LocalizationTest, LayoutDirectionFollowsTheLanguageOfTheTexts) {
+  // The product's bundle, which has an Arabic table.
+  ScopedMainBundlePath product(std::string(KM_SOURCE_DIR) + "/bundle");
+  struct Case {
+    std::optional<std::string> chosen;
+    std::vector<std::string> systemLanguages;
+    LayoutDirection want;
+  } cases[] = {
+      {"ar", {"en"}, LayoutDirection::rightToLeft},
+      {"de", {"ar"}, LayoutDirection::leftToRight},
+      {"he", {"ar"}, LayoutDirection::rightToLeft},  // no Hebrew table: the texts are Arabic
+      {"he", {"en"}, LayoutDirection::leftToRight},  // ... or English
+      {std::nullopt, {"ar-EG"}, LayoutDirection::rightToLeft},
+  };
+  for (const auto& c : cases) {
+    chooseLanguage(c.chosen);
+    ScopedPreferredLanguages system(c.systemLanguages);
+    EXPECT_EQ(WidgetUtils::layoutDirection(), c.want) << c.chosen.value_or("-");
+  }
+}
+
 TEST_F(LocalizationTest, MissingStoreFallsBackToThePreferredLocalization) {
   ScopedStorePath nowhere(dir_.file("missing/store.sqlite"));
   ScopedPreferredLanguages system(std::vector<std::string>{"de"});

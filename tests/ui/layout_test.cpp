@@ -55,6 +55,37 @@ TEST(LayoutTest, GeometryReaderTakesProposalAndPlacesTopLeading) {
   EXPECT_EQ(seen, (Size{180, 80}));
 }
 
+TEST(LayoutTest, RightToLeftMirrorsPlacementButNotContent) {
+  LayoutOptions rtl;
+  rtl.layoutDirection = LayoutDirection::rightToLeft;
+  // A reader's content starts at the top-right corner.
+  const View reader = GeometryReader([](const GeometryProxy&) { return box(50, 25); });
+  EXPECT_EQ(frames(layout(reader, {200, 100}, rtl)), (std::vector<Rect>{{150, 0, 50, 25}}));
+
+  // A shape keeps its own outline; a linear gradient runs from the leading (right) edge, while
+  // an angular one keeps its clockwise sweep.
+  const Gradient colours = Gradient::evenlySpaced({Color::sRGB(1, 0, 0), Color::sRGB(0, 0, 1)});
+  const View shapes = HStack({
+      Rectangle().fill(LinearGradient{colours, UnitPoint{0.2, 0.5}, UnitPoint::trailing()}),
+      Circle().fill(AngularGradient{colours, UnitPoint{0.25, 0.5}}),
+  });
+  const DisplayList list = layout(shapes, {108, 50}, rtl);
+  ASSERT_EQ(list.items.size(), 2u);
+  const auto& bar = std::get<DisplayShape>(list.items[0].content);
+  EXPECT_EQ(list.items[0].frame, (Rect{58, 0, 50, 50}));
+  EXPECT_EQ(bar.path.boundingRect(), (Rect{58, 0, 50, 50}));
+  const auto& linear = std::get<LinearGradient>(*bar.fill);
+  EXPECT_EQ(linear.startPoint, (UnitPoint{0.8, 0.5}));
+  EXPECT_EQ(linear.endPoint, UnitPoint::leading());
+  const auto& angular =
+      std::get<AngularGradient>(*std::get<DisplayShape>(list.items[1].content).fill);
+  EXPECT_EQ(angular.center, (UnitPoint{0.25, 0.5}));
+
+  // Texts carry the direction for their line alignment.
+  const DisplayList text = layout(Text("a"), {50, 50}, rtl);
+  EXPECT_EQ(std::get<DisplayText>(text.items[0].content).direction, LayoutDirection::rightToLeft);
+}
+
 TEST(LayoutTest, ReadersBuildingDifferentContentKeepTheirOwnSizes) {
   // Each reader builds its content during layout and drops it afterwards, so the second
   // reader's content may be allocated where the first one's was. Sizes must follow the content,

@@ -213,6 +213,53 @@ TEST(RenderTest, RightToLeftTextStartsAtTheRight) {
   }
 }
 
+TEST(RenderTest, WrappedLinesAlignByLayoutDirectionNotScript) {
+  // Two lines, the second much shorter: its ink shows which edge the lines are aligned to.
+  struct Case {
+    const char* name;
+    const char* text;
+    LayoutDirection direction;
+    TextAlignment alignment;
+    bool atRight;
+  } cases[] = {
+      {"latin, leading, ltr", "mmmmmm m", LayoutDirection::leftToRight, TextAlignment::leading,
+       false},
+      {"latin, leading, rtl", "mmmmmm m", LayoutDirection::rightToLeft, TextAlignment::leading,
+       true},
+      {"latin, trailing, rtl", "mmmmmm m", LayoutDirection::rightToLeft, TextAlignment::trailing,
+       false},
+      {"arabic, leading, ltr", "\u0645\u0645\u0645\u0645\u0645\u0645 \u0645",
+       LayoutDirection::leftToRight, TextAlignment::leading, false},
+      {"arabic, leading, rtl", "\u0645\u0645\u0645\u0645\u0645\u0645 \u0645",
+       LayoutDirection::rightToLeft, TextAlignment::leading, true},
+  };
+  for (const auto& c : cases) {
+    LayoutOptions options{&fixtures()};
+    options.layoutDirection = c.direction;
+    // Wrapped a little narrower than one line, the text's frame is as wide as its long first
+    // line, so the short second line can sit at either edge.
+    const Size natural = sizeThatFits(Text(c.text).font(20), {}, options);
+    const DisplayList list = layout(Text(c.text).font(20).multilineTextAlignment(c.alignment),
+                                    {natural.width * 0.8, 100}, options);
+    ASSERT_EQ(list.items.size(), 1u) << c.name;
+    const Rect frame = list.items[0].frame;
+    RenderOptions o;
+    o.scale = 1;
+    RasterImage img = renderImage(list, o);
+    // Ink on the second line, left half against right half.
+    int left = 0, right = 0;
+    const int y0 = static_cast<int>(frame.y + frame.height * 0.6);
+    const int y1 = static_cast<int>(frame.y + frame.height);
+    for (int y = y0; y < y1; ++y) {
+      for (int x = static_cast<int>(frame.x); x < static_cast<int>(frame.maxX()); ++x) {
+        if (img.pixel(x, y)[3] > 128) (x < frame.center().x ? left : right)++;
+      }
+    }
+    EXPECT_GT(left + right, 0) << c.name;
+    EXPECT_EQ(right > left, c.atRight) << c.name << ": left " << left << ", right " << right;
+  }
+}
+
 TEST(RenderTest, ImagesTemplatesAndFallbacks) {
   const Color orange = Color::sRGB(1, 0.5, 0);
   struct Case {

@@ -12,6 +12,7 @@
 #include "platform/foundation/calendar.h"
 #include "platform/ui/display_list_json.h"
 #include "platform/ui/layout.h"
+#include "resources/widget_utils.h"
 
 // Fontconfig, Pango, GLib and librsvg keep process-wide caches that are never freed; the leak
 // checker would report them at exit. Our own objects are not suppressed. Every widget test
@@ -108,12 +109,14 @@ RecordBuilder& RecordBuilder::history(std::vector<double> days) {
 DisplayList layoutWidget(const View& view, WidgetFamily family, PhoneModel model) {
   LayoutOptions options;
   options.assets = &bundleAssets();
+  options.layoutDirection = WidgetUtils::layoutDirection();
   return layout(view, familySize(family, model), options);
 }
 
 DisplayList layoutAt(const View& view, Size size) {
   LayoutOptions options;
   options.assets = &bundleAssets();
+  options.layoutDirection = WidgetUtils::layoutDirection();
   return layout(view, size, options);
 }
 

@@ -29,6 +29,7 @@
 #include "platform/widgetkit/family_size.h"
 #include "platform/widgetkit/widget_family.h"
 #include "platform/widgetkit/widget_rendering_mode.h"
+#include "resources/widget_utils.h"
 
 namespace km::cli {
 
@@ -328,6 +329,8 @@ int runRender(const RenderArgs& args, const Io& io) {
   if (!assets) return fail(io, "cannot load the asset catalogue: " + assets.error().message);
   LayoutOptions layoutOptions;
   layoutOptions.assets = &*assets;
+  // As the phone does for a right-to-left language, the widgets are mirrored to match their texts.
+  layoutOptions.layoutDirection = WidgetUtils::layoutDirection();
 
   std::vector<Rendered> rendered;
   rendered.reserve(jobs.size());

@@ -4,6 +4,7 @@
 #include <unicode/locid.h>
 #include <unicode/unistr.h>
 
+#include <algorithm>
 #include <memory>
 
 #include "platform/foundation/process_settings.h"
@@ -61,6 +62,15 @@ std::size_t graphemeCount(std::string_view text) {
   while (it->next() != icu::BreakIterator::DONE)
     ++count;
   return count;
+}
+
+bool isRightToLeftLanguage(std::string_view languageTag) {
+  UErrorCode status = U_ZERO_ERROR;
+  // Bundle folders name languages with "_" ("pt_BR") as often as with "-".
+  std::string tag(languageTag);
+  std::replace(tag.begin(), tag.end(), '_', '-');
+  const icu::Locale locale = icu::Locale::forLanguageTag(tag, status);
+  return U_SUCCESS(status) && !locale.isBogus() && locale.isRightToLeft();
 }
 
 }  // namespace km

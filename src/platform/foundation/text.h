@@ -19,4 +19,8 @@ std::string uppercased(std::string_view text, std::string_view localeId = {});
 // emoji count as one each.
 std::size_t graphemeCount(std::string_view text);
 
+// Whether a language is written right to left ("ar", "he", "fa-IR", "ur"), from its script
+// (given, or the language's usual one). A tag ICU cannot read counts as left to right.
+bool isRightToLeftLanguage(std::string_view languageTag);
+
 }  // namespace km

@@ -23,6 +23,8 @@ struct DisplayText {
   double wrapWidth = 0;  // lines break at this width (points)
   int maxLines = 0;      // 0: no limit; otherwise the last line ends in an ellipsis if cut
   TextAlignment alignment = TextAlignment::leading;
+  // Where leading is for `alignment`; the glyphs' own order follows the text's script.
+  LayoutDirection direction = LayoutDirection::leftToRight;
   Color color;
 };
 

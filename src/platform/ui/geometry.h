@@ -69,7 +69,12 @@ struct UnitPoint {
   friend bool operator==(const UnitPoint&, const UnitPoint&) = default;
 };
 
-// Space per edge; leading and trailing are left and right (the layout is left-to-right).
+// Which way leading runs: left-to-right languages start at the left edge, right-to-left ones
+// (Arabic, Hebrew) at the right. Stacks, alignments and per-edge padding follow it; what a
+// view draws inside its own frame (text glyphs, shapes, images) is not mirrored.
+enum class LayoutDirection { leftToRight, rightToLeft };
+
+// Space per edge; leading is the left edge left-to-right and the right edge right-to-left.
 struct EdgeInsets {
   double top = 0;
   double leading = 0;

@@ -23,6 +23,7 @@ struct Env {
   double minimumScaleFactor = 1;
   bool accentable = false;
   TextAlignment textAlignment = TextAlignment::leading;
+  LayoutDirection direction = LayoutDirection::leftToRight;
   std::optional<StackAxis> stackAxis;  // the enclosing stack, for spacers
 };
 
@@ -62,14 +63,20 @@ double keyOf(std::optional<double> v) {
   return v ? *v : -1e300;
 }
 
-double alignOffset(HorizontalAlignment a, double space) {
+// Sizes never depend on the direction (a mirrored layout is as large), so the memo ignores it;
+// only placement reads it, through these helpers.
+bool rightToLeft(const Env& env) {
+  return env.direction == LayoutDirection::rightToLeft;
+}
+
+double alignOffset(HorizontalAlignment a, double space, const Env& env) {
   switch (a) {
     case HorizontalAlignment::leading:
-      return 0;
+      return rightToLeft(env) ? space : 0;
     case HorizontalAlignment::center:
       return space / 2;
     case HorizontalAlignment::trailing:
-      return space;
+      return rightToLeft(env) ? 0 : space;
   }
   return 0;
 }
@@ -86,10 +93,22 @@ double alignOffset(VerticalAlignment a, double space) {
   return 0;
 }
 
-Rect aligned(const Rect& container, Size child, Alignment a) {
-  return {container.x + alignOffset(a.horizontal, container.width - child.width),
+Rect aligned(const Rect& container, Size child, Alignment a, const Env& env) {
+  return {container.x + alignOffset(a.horizontal, container.width - child.width, env),
           container.y + alignOffset(a.vertical, container.height - child.height), child.width,
           child.height};
+}
+
+// A linear gradient runs from leading to trailing points, so right to left it runs the other
+// way across the frame. Angular gradients keep their sweep: rings turn clockwise either way.
+Paint mirrored(const Paint& paint) {
+  if (const auto* linear = std::get_if<LinearGradient>(&paint)) {
+    LinearGradient flipped = *linear;
+    flipped.startPoint.x = 1 - flipped.startPoint.x;
+    flipped.endPoint.x = 1 - flipped.endPoint.x;
+    return flipped;
+  }
+  return paint;
 }
 
 std::optional<double> shrink(std::optional<double> v, double by) {
@@ -477,13 +496,13 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           const TextFit fit = fitText(n, p, env);
           emit(frame, env, ctx,
                DisplayText{n.text, fit.font, fit.wrapWidth, fit.maxLines, env.textAlignment,
-                           env.foreground});
+                           env.direction, env.foreground});
         } else if constexpr (std::is_same_v<T, ShapeNode>) {
           DisplayShape shape;
           shape.kind = n.shape.kind;
           shape.path = n.shape.pathIn(frame);
           const Paint paint = n.paint ? *n.paint : Paint{env.foreground};
-          (n.stroked ? shape.stroke : shape.fill) = paint;
+          (n.stroked ? shape.stroke : shape.fill) = rightToLeft(env) ? mirrored(paint) : paint;
           shape.strokeStyle = n.style;
           shape.trimFrom = n.shape.trimFrom;
           shape.trimTo = n.shape.trimTo;
@@ -520,7 +539,7 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
             const Size c = kids[i].size;
             Rect r;
             if (n.axis == StackAxis::depth) {
-              r = aligned(frame, c, n.alignment);
+              r = aligned(frame, c, n.alignment, env);
             } else {
               if (previous) {
                 cursor += n.spacing
@@ -528,12 +547,13 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
                               : (isSpacer(*previous) || isSpacer(child) ? 0 : kDefaultSpacing);
               }
               if (n.axis == StackAxis::horizontal) {
-                r = {frame.x + cursor,
+                // Right to left, the first child sits at the right edge.
+                r = {rightToLeft(env) ? frame.x + frame.width - cursor - c.width : frame.x + cursor,
                      frame.y + alignOffset(n.alignment.vertical, frame.height - c.height), c.width,
                      c.height};
                 cursor += c.width;
               } else {
-                r = {frame.x + alignOffset(n.alignment.horizontal, frame.width - c.width),
+                r = {frame.x + alignOffset(n.alignment.horizontal, frame.width - c.width, env),
                      frame.y + cursor, c.width, c.height};
                 cursor += c.height;
               }
@@ -546,7 +566,8 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           const ProposedSize offer{frame.width, frame.height};
           const Env inner = childEnv(env, std::nullopt);
           const Size c = size(content, offer, inner);
-          place(content, {frame.x, frame.y, c.width, c.height}, offer, inner, ctx);
+          // At the top-leading corner.
+          place(content, aligned(frame, c, Alignment::topLeading(), env), offer, inner, ctx);
         } else if constexpr (std::is_same_v<T, LinkNode>) {
           place(n.label, frame, p, env, ctx);
           emit(frame, env, ctx, DisplayLink{n.url});
@@ -554,20 +575,21 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           const View body = progressBody(n, frame.size(), env);
           const ProposedSize offer{frame.width, frame.height};
           const Env inner = childEnv(env, std::nullopt);
-          place(body, aligned(frame, size(body, offer, inner), Alignment{}), offer, inner, ctx);
+          place(body, aligned(frame, size(body, offer, inner), Alignment{}, env), offer, inner,
+                ctx);
         } else if constexpr (std::is_same_v<T, PaddingNode>) {
           const EdgeInsets& in = n.insets;
           const ProposedSize inner{shrink(p.width, in.leading + in.trailing),
                                    shrink(p.height, in.top + in.bottom)};
           const Env e = childEnv(env, std::nullopt);
           const Size c = size(n.child, inner, e);
-          place(n.child, {frame.x + in.leading, frame.y + in.top, c.width, c.height}, inner, e,
-                ctx);
+          const double left = rightToLeft(env) ? in.trailing : in.leading;
+          place(n.child, {frame.x + left, frame.y + in.top, c.width, c.height}, inner, e, ctx);
         } else if constexpr (std::is_same_v<T, FrameNode>) {
           const ProposedSize offer = frameChildProposal(n, p);
           const Env e = childEnv(env, std::nullopt);
           const Size c = size(n.child, offer, e);
-          place(n.child, aligned(frame, c, n.bounds.alignment), offer, e, ctx);
+          place(n.child, aligned(frame, c, n.bounds.alignment, env), offer, e, ctx);
         } else if constexpr (std::is_same_v<T, FixedSizeNode>) {
           place(n.child, frame, fixedProposal(n, p), env, ctx);
         } else if constexpr (std::is_same_v<T, LayoutPriorityNode>) {
@@ -576,7 +598,7 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           const ProposedSize offer{frame.width, frame.height};
           const Env e = childEnv(env, std::nullopt);
           const Size layer = size(n.layer, offer, e);
-          const Rect layerFrame = aligned(frame, layer, n.alignment);
+          const Rect layerFrame = aligned(frame, layer, n.alignment, env);
           if (n.behind) place(n.layer, layerFrame, offer, e, ctx);
           place(n.base, frame, p, env, ctx);
           if (!n.behind) place(n.layer, layerFrame, offer, e, ctx);
@@ -589,6 +611,7 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           if (n.minimumScaleFactor) e.minimumScaleFactor = *n.minimumScaleFactor;
           if (n.accentable) e.accentable = *n.accentable;
           if (n.textAlignment) e.textAlignment = *n.textAlignment;
+          if (n.layoutDirection) e.direction = *n.layoutDirection;
           place(n.child, frame, p, e, ctx);
         } else if constexpr (std::is_same_v<T, EffectNode>) {
           PlaceContext inner = ctx;
@@ -621,7 +644,9 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           if (!list.widgetURL) list.widgetURL = n.url;
           place(n.child, frame, p, env, ctx);
         } else if constexpr (std::is_same_v<T, ContainerBackgroundNode>) {
-          if (!list.containerBackground) list.containerBackground = n.paint;
+          if (!list.containerBackground) {
+            list.containerBackground = rightToLeft(env) ? mirrored(n.paint) : n.paint;
+          }
           place(n.child, frame, p, env, ctx);
         }
       },
@@ -638,10 +663,11 @@ Size sizeThatFits(const View& view, ProposedSize proposal, const LayoutOptions& 
 DisplayList layout(const View& view, Size size, const LayoutOptions& options) {
   Layouter layouter(options);
   const ProposedSize offer{size.width, size.height};
-  const Env env;
+  Env env;
+  env.direction = options.layoutDirection;
   const Size chosen = layouter.size(view, offer, env);
-  layouter.place(view, aligned(Rect{0, 0, size.width, size.height}, chosen, Alignment{}), offer,
-                 env, PlaceContext{});
+  layouter.place(view, aligned(Rect{0, 0, size.width, size.height}, chosen, Alignment{}, env),
+                 offer, env, PlaceContext{});
   layouter.list.size = size;
   return std::move(layouter.list);
 }

@@ -11,6 +11,9 @@ struct LayoutOptions {
   // Gives images their own sizes; without it (or for a missing image) an image is 16 by 16
   // points.
   const AssetCatalog* assets = nullptr;
+  // The direction of the whole layout (the host sets it from the language the widget's texts
+  // are in); a view may change it for its content with `layoutDirection`.
+  LayoutDirection layoutDirection = LayoutDirection::leftToRight;
 };
 
 // The size `view` chooses for `proposal` (the first step of layout), for tests and for callers

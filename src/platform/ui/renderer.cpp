@@ -589,8 +589,9 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
         using T = std::decay_t<decltype(c)>;
         if constexpr (std::is_same_v<T, DisplayText>) {
           setSourceRGBA(cr, t(c.color));
-          TextEngine::shared().draw(cr, {c.text, c.font, c.wrapWidth, c.maxLines, c.alignment},
-                                    item.frame.origin());
+          TextEngine::shared().draw(
+              cr, {c.text, c.font, c.wrapWidth, c.maxLines, c.alignment, c.direction},
+              item.frame.origin());
         } else if constexpr (std::is_same_v<T, DisplayShape>) {
           if (c.path.isEmpty() || !worthDrawing(cr, c)) return;
           cairo_new_path(cr);

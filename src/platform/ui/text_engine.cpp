@@ -2,6 +2,7 @@
 
 #include <cairo.h>
 #include <fontconfig/fontconfig.h>
+#include <fribidi.h>
 #include <pango/pangocairo.h>
 #include <pango/pangofc-fontmap.h>
 
@@ -121,11 +122,7 @@ struct TextEngine::Impl {
     pango_layout_set_attributes(layout, attrs);
     pango_attr_list_unref(attrs);
     pango_layout_set_wrap(layout, PANGO_WRAP_WORD_CHAR);
-    // Pango mirrors left and right for right-to-left paragraphs, so left is "leading".
-    pango_layout_set_alignment(layout, spec.alignment == TextAlignment::center ? PANGO_ALIGN_CENTER
-                                       : spec.alignment == TextAlignment::trailing
-                                           ? PANGO_ALIGN_RIGHT
-                                           : PANGO_ALIGN_LEFT);
+    pango_layout_set_alignment(layout, pangoAlignment(spec));
     if (std::isfinite(spec.wrapWidth) && spec.wrapWidth < kMaxPoints) {
       pango_layout_set_width(layout, std::max(0, toPango(spec.wrapWidth)));
     } else {
@@ -138,6 +135,33 @@ struct TextEngine::Impl {
       pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_NONE);
       pango_layout_set_height(layout, -1);
     }
+  }
+
+  // Leading and trailing follow the layout direction, not the text: an English line in a
+  // right-to-left widget still lines up on the right. Pango reads its alignment as mirrored for
+  // a paragraph whose first strong character is right-to-left, so that case is undone here.
+  static PangoAlignment pangoAlignment(const TextSpec& spec) {
+    if (spec.alignment == TextAlignment::center) return PANGO_ALIGN_CENTER;
+    bool right = (spec.alignment == TextAlignment::trailing) !=
+                 (spec.direction == LayoutDirection::rightToLeft);
+    if (startsRightToLeft(spec.text)) right = !right;
+    return right ? PANGO_ALIGN_RIGHT : PANGO_ALIGN_LEFT;
+  }
+
+  // Whether the first character with a strong direction is right-to-left (how Pango picks a
+  // paragraph's direction).
+  static bool startsRightToLeft(std::string_view text) {
+    const char* p = text.data();
+    const char* end = p + text.size();
+    while (p < end) {
+      const gunichar c = g_utf8_get_char_validated(p, end - p);
+      if (c == static_cast<gunichar>(-1) || c == static_cast<gunichar>(-2)) return false;
+      const FriBidiCharType type = fribidi_get_bidi_type(c);
+      if (type == FRIBIDI_TYPE_LTR) return false;
+      if (type == FRIBIDI_TYPE_RTL || type == FRIBIDI_TYPE_AL) return true;
+      p = g_utf8_next_char(p);
+    }
+    return false;
   }
 
   PangoContext* makeContext() {
@@ -158,7 +182,7 @@ struct TextEngine::Impl {
       int alignment;
     } params{spec.font.size, static_cast<int>(spec.font.weight),
              std::isfinite(spec.wrapWidth) ? toPango(spec.wrapWidth) : -1, spec.maxLines,
-             static_cast<int>(spec.alignment)};
+             static_cast<int>(spec.alignment) * 2 + static_cast<int>(spec.direction)};
     std::string key;
     key.reserve(spec.text.size() + sizeof params);
     key.append(spec.text);

@@ -19,6 +19,7 @@ struct TextSpec {
   double wrapWidth = kInfinity;  // infinity: no wrapping
   int maxLines = 0;              // 0: unlimited; otherwise cut with an ellipsis
   TextAlignment alignment = TextAlignment::leading;
+  LayoutDirection direction = LayoutDirection::leftToRight;  // where leading is
 };
 
 // The outcome of fitting a text into a proposal.

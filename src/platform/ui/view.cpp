@@ -132,6 +132,12 @@ View View::multilineTextAlignment(TextAlignment alignment) const {
   return make(std::move(n));
 }
 
+View View::layoutDirection(LayoutDirection direction) const {
+  EnvNode n{*this};
+  n.layoutDirection = direction;
+  return make(std::move(n));
+}
+
 View View::layoutPriority(double priority) const {
   // A priority that is not a number would break the stack's ordering; it counts as the default.
   return make(LayoutPriorityNode{*this, std::isnan(priority) ? 0.0 : priority});

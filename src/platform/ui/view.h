@@ -77,6 +77,9 @@ class View {
   View lineLimit(std::optional<int> lines) const;
   View minimumScaleFactor(double factor) const;
   View multilineTextAlignment(TextAlignment alignment) const;
+  // The direction this view and everything inside it lay out in (the environment's value
+  // otherwise: the layout's root direction).
+  View layoutDirection(LayoutDirection direction) const;
   // Marks the content to take the accent colour in the accented rendering mode.
   View widgetAccentable(bool accentable = true) const;
 

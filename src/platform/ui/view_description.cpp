@@ -730,11 +730,18 @@ class Parser {
     if (name == "layoutPriority") return {v.layoutPriority(finite(j, p))};
     if (name == "widgetURL") return {v.widgetURL(string(j, p))};
     if (name == "widgetAccentable") return {v.widgetAccentable(boolean(j, p))};
-    fail(p,
-         "unknown modifier (expected padding, frame, background, overlay, fill, stroke, trim, "
-         "foregroundColor, font, fontWeight, lineLimit, minimumScaleFactor, "
-         "multilineTextAlignment, opacity, rotationEffect, scaleEffect, offset, shadow, clipShape, "
-         "cornerRadius, fixedSize, layoutPriority, widgetURL or widgetAccentable)");
+    if (name == "layoutDirection") {
+      static const std::map<std::string, LayoutDirection> names{
+          {"leftToRight", LayoutDirection::leftToRight},
+          {"rightToLeft", LayoutDirection::rightToLeft}};
+      return {v.layoutDirection(oneOf(j, p, names))};
+    }
+    fail(
+        p,
+        "unknown modifier (expected padding, frame, background, overlay, fill, stroke, trim, "
+        "foregroundColor, font, fontWeight, lineLimit, minimumScaleFactor, "
+        "multilineTextAlignment, opacity, rotationEffect, scaleEffect, offset, shadow, clipShape, "
+        "cornerRadius, fixedSize, layoutPriority, widgetURL, widgetAccentable or layoutDirection)");
   }
 };
 
