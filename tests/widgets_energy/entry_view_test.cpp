@@ -153,6 +153,55 @@ TEST(KMWidgetEntryViewTest, BigWordFollowsTheLanguage) {
   }
 }
 
+// In Arabic a widget is the mirror image of its English self: every shape, image and link
+// region sits across where the English one would in a mirror (texts differ in size, so only
+// the other drawings are compared).
+TEST(KMWidgetEntryViewTest, RightToLeftLanguagesMirrorTheWidgets) {
+  struct Case {
+    const char* kind;
+    F family;
+  } cases[] = {
+      {"medium_buttons", F::systemMedium},
+      {"medium_history", F::systemMedium},
+      {"medium_bar_macros", F::systemMedium},
+      {"small_energy", F::systemSmall},
+  };
+  const NutritionEntry entry =
+      RecordBuilder()
+          .energy(1450, 2100)
+          .carbs(160, 250)
+          .fat(50, 60)  // under its goal: an over-goal badge would follow the name's width
+          .protein(80, 120)
+          .history({1800, 2300, 1500, 2100, 1450, 0, 0})
+          .entry();
+  auto drawings = [&](const Case& c, const char* language) {
+    WidgetTestEnvironment env(language);
+    const Json list = widgetJson(KMWidgetEntryView{entry, c.family, c.kind}.body(), c.family);
+    std::vector<Json> out;
+    for (const Json& item : list.at("items")) {
+      if (item.at("type") != "text") out.push_back(item);
+    }
+    return std::pair{out, list.at("size").at("width").get<double>()};
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.kind);
+    const auto [english, width] = drawings(c, "en");
+    const auto [arabic, arabicWidth] = drawings(c, "ar");
+    ASSERT_EQ(arabicWidth, width);
+    ASSERT_EQ(english.size(), arabic.size());
+    ASSERT_GT(english.size(), 2u);
+    for (size_t i = 0; i < english.size(); ++i) {
+      const Json& en = english[i].at("frame");
+      const Json& ar = arabic[i].at("frame");
+      // Across only: a line of Arabic is a little taller, which may move things down.
+      EXPECT_NEAR(ar[0].get<double>(), width - en[0].get<double>() - en[2].get<double>(), 2e-3)
+          << english[i].dump();
+      EXPECT_NEAR(ar[2].get<double>(), en[2].get<double>(), 2e-3) << english[i].dump();
+      EXPECT_EQ(arabic[i].value("url", ""), english[i].value("url", ""));
+    }
+  }
+}
+
 // A signed-out record shows the sign-in prompt whatever the kind, even an unknown one; the
 // round lock-screen family shows only the keyhole on the accessory backdrop.
 TEST(KMWidgetEntryViewTest, LoggedOut) {
