@@ -5,12 +5,15 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <optional>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "host/km_widget.h"
@@ -26,6 +29,7 @@
 #include "platform/ui/display_list_json.h"
 #include "platform/ui/layout.h"
 #include "platform/ui/renderer.h"
+#include "platform/ui/text_engine.h"
 #include "platform/widgetkit/family_size.h"
 #include "platform/widgetkit/widget_family.h"
 #include "platform/widgetkit/widget_rendering_mode.h"
@@ -101,6 +105,28 @@ std::vector<std::string> linkUrls(const DisplayList& list) {
   return urls;
 }
 
+// Runs every task on up to `threads` threads, each taking the next task nobody has taken, and
+// returns the first failure in task order (the other tasks still run: their files are good).
+Status runAll(const std::vector<std::function<Status()>>& tasks, unsigned threads) {
+  std::vector<Status> results(tasks.size(), Status{Ok{}});
+  std::atomic<size_t> next{0};
+  auto work = [&] {
+    for (size_t i = next++; i < tasks.size(); i = next++)
+      results[i] = tasks[i]();
+  };
+  {
+    std::vector<std::jthread> helpers;
+    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
+    for (unsigned t = 1; t < std::min(threads, cores); ++t)
+      helpers.emplace_back(work);
+    work();
+  }  // joins the helpers
+  for (const Status& r : results) {
+    if (!r) return r;
+  }
+  return Ok{};
+}
+
 std::string cellName(const Rendered& r) {
   return r.job.kind + " · " + std::string(familyName(r.job.family));
 }
@@ -118,11 +144,11 @@ Status writeContactSheet(const std::vector<Rendered>& items, const std::filesyst
     std::size_t index;
     int x, y;
   };
-  // A scratch context to measure the names with the same font as they are drawn in.
-  cairo_surface_t* scratch = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 1, 1);
-  cairo_t* measure = cairo_create(scratch);
-  cairo_select_font_face(measure, "Inter", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
-  cairo_set_font_size(measure, 10 * scale);
+  // Names and headings go through the widgets' own text engine: Cairo's simple text would load
+  // the system's whole font configuration for two strings.
+  TextEngine& text = TextEngine::shared();
+  const Font nameFont = Font::system(10);
+  const Font headerFont = Font::system(15, FontWeight::bold);
   std::vector<Placed> placed;
   struct Header {
     std::string text;
@@ -145,10 +171,9 @@ Status writeContactSheet(const std::vector<Rendered>& items, const std::filesyst
     for (std::size_t i : members) {
       // A cell is as wide as its image or its name, whichever is wider.
       const std::string name = cellName(items[i]);
-      cairo_text_extents_t extents;
-      cairo_text_extents(measure, name.c_str(), &extents);
+      const double nameWidth = text.measure({name, nameFont}).width * scale;
       const int imageWidth = static_cast<int>(std::ceil(items[i].list.size.width * scale));
-      const int w = std::max(imageWidth, static_cast<int>(std::ceil(extents.x_advance)));
+      const int w = std::max(imageWidth, static_cast<int>(std::ceil(nameWidth)));
       const int h = static_cast<int>(std::ceil(items[i].list.size.height * scale));
       if (x > gap && x + w > maxRowWidth) {
         y += rowHeight + label + gap;
@@ -162,23 +187,25 @@ Status writeContactSheet(const std::vector<Rendered>& items, const std::filesyst
     }
     y += rowHeight + label + gap;
   }
-  cairo_destroy(measure);
-  cairo_surface_destroy(scratch);
   const int sheetHeight = y;
   cairo_surface_t* surface =
       cairo_image_surface_create(CAIRO_FORMAT_ARGB32, std::max(sheetWidth, 1), sheetHeight);
   cairo_t* cr = cairo_create(surface);
   cairo_set_source_rgb(cr, 0.80, 0.82, 0.86);  // a neutral wallpaper both appearances read on
   cairo_paint(cr);
-  cairo_select_font_face(cr, "Inter", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_BOLD);
-  cairo_set_source_rgb(cr, 0.1, 0.1, 0.12);
-  cairo_set_font_size(cr, 15 * scale);
+  // A text's box with its top-left corner at (x, y) in pixels.
+  auto drawText = [&](const std::string& s, Font font, double x, double y) {
+    cairo_save(cr);
+    cairo_set_source_rgb(cr, 0.1, 0.1, 0.12);
+    cairo_translate(cr, x, y);
+    cairo_scale(cr, scale, scale);
+    text.draw(cr, {s, font}, {0, 0});
+    cairo_restore(cr);
+  };
   for (const Header& h : headers) {
-    cairo_move_to(cr, gap, h.y + header * 0.7);
-    cairo_show_text(cr, h.text.c_str());
+    const double height = text.measure({h.text, headerFont}).height * scale;
+    drawText(h.text, headerFont, gap, h.y + (header - height) / 2);
   }
-  cairo_select_font_face(cr, "Inter", CAIRO_FONT_SLANT_NORMAL, CAIRO_FONT_WEIGHT_NORMAL);
-  cairo_set_font_size(cr, 10 * scale);
   for (const Placed& p : placed) {
     const Rendered& r = items[p.index];
     // Each widget in a group of its own, so that clearing its rounded corners leaves the
@@ -193,9 +220,7 @@ Status writeContactSheet(const std::vector<Rendered>& items, const std::filesyst
     cairo_pop_group_to_source(cr);
     cairo_paint(cr);
     cairo_restore(cr);
-    cairo_set_source_rgb(cr, 0.1, 0.1, 0.12);
-    cairo_move_to(cr, p.x, p.y + std::ceil(r.list.size.height * scale) + label * 0.75);
-    cairo_show_text(cr, cellName(r).c_str());
+    drawText(cellName(r), nameFont, p.x, p.y + std::ceil(r.list.size.height * scale) + 2 * scale);
   }
   cairo_destroy(cr);
   // The same fast encoder as the widget files (the sheet is large; Cairo's writer is slow).
@@ -379,26 +404,32 @@ int runRender(const RenderArgs& args, const Io& io) {
     options.cornerRadius = familyCornerRadius(r.job.family, *device);
     options.assets = &*assets;
     r.file = r.job.kind + "." + std::string(familyName(r.job.family)) + "." + args.format;
-    const std::filesystem::path file = dir / r.file;
-    if (args.format == "png") {
-      auto bytes = encodePng(renderImage(r.list, options));
-      if (!bytes) return fail(io, "cannot encode " + r.file + ": " + bytes.error().message);
-      std::ofstream out(file, std::ios::binary);
-      out.write(reinterpret_cast<const char*>(bytes->data()),
-                static_cast<std::streamsize>(bytes->size()));
-      if (!out) return fail(io, "cannot write " + file.string());
-    } else {
-      const Status written = writeImageFile(r.list, options, file);
-      if (!written) return fail(io, written.error().message);
-    }
   }
+
+  // Every file is independent of the others: they are drawn on two threads. The contact sheet,
+  // the longest, goes first so that the widgets share out evenly behind it.
+  std::vector<std::function<Status()>> tasks;
   if (args.format == "png") {
     // An overview at one pixel per point at most: the widget files carry the detail, and the
     // sheet at the widgets' scale would double the time and memory of the whole run.
-    const Status sheet =
-        writeContactSheet(rendered, dir / "gallery.png", std::min(args.scale, 1.0));
-    if (!sheet) return fail(io, sheet.error().message);
+    tasks.emplace_back([&rendered, &dir, &args] {
+      return writeContactSheet(rendered, dir / "gallery.png", std::min(args.scale, 1.0));
+    });
   }
+  for (const Rendered& r : rendered) {
+    tasks.emplace_back([&r, &dir, &args]() -> Status {
+      const std::filesystem::path file = dir / r.file;
+      if (args.format != "png") return writeImageFile(r.list, r.options, file);
+      auto bytes = encodePng(renderImage(r.list, r.options));
+      if (!bytes) return Error{"cannot encode " + r.file + ": " + bytes.error().message};
+      std::ofstream out(file, std::ios::binary);
+      out.write(reinterpret_cast<const char*>(bytes->data()),
+                static_cast<std::streamsize>(bytes->size()));
+      if (!out) return Error{"cannot write " + file.string()};
+      return Ok{};
+    });
+  }
+  if (const Status done = runAll(tasks, 2); !done) return fail(io, done.error().message);
   const Status page = writeGalleryPage(rendered, dir / "gallery.html", args.appearance);
   if (!page) return fail(io, page.error().message);
   io.err << "kmwidget: wrote " << rendered.size() << " widgets to " << args.outDir << "/ ("

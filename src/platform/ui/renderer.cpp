@@ -510,29 +510,29 @@ void drawImage(cairo_t* cr, const DisplayItem& item, const DisplayImage& image,
   }
   // The image is first drawn into a group: as a mask for template rendering, for opacity, or
   // to be recoloured in the monochrome modes. A file that cannot be drawn shows as missing.
+  // The group is clipped to the image's frame: otherwise it is as large as the whole widget.
+  cairo_save(cr);
+  cairo_rectangle(cr, f.x, f.y, f.width, f.height);
+  cairo_clip(cr);
   cairo_push_group_with_content(cr, CAIRO_CONTENT_COLOR_ALPHA);
   const bool drawn = o.assets->drawImage(cr, image.name, f);
   cairo_pattern_t* group = cairo_pop_group(cr);
+  if (drawn && image.tint) {
+    setSourceRGBA(cr, t(*image.tint));
+    cairo_mask(cr, group);
+  } else if (drawn && !t.monochrome()) {
+    cairo_set_source(cr, group);
+    cairo_paint_with_alpha(cr, t.opacity());
+  }
+  cairo_pattern_destroy(group);
+  cairo_restore(cr);
   if (!drawn) {
-    cairo_pattern_destroy(group);
     drawMissingImage(cr, f);
     return;
   }
-  if (image.tint) {
-    setSourceRGBA(cr, t(*image.tint));
-    cairo_mask(cr, group);
-    cairo_pattern_destroy(group);
-    return;
-  }
-  if (!t.monochrome()) {
-    cairo_set_source(cr, group);
-    cairo_paint_with_alpha(cr, t.opacity());
-    cairo_pattern_destroy(group);
-    return;
-  }
+  if (image.tint || !t.monochrome()) return;
   // Monochrome modes: draw again into an image of the image's own device area, recolour each
   // pixel, then composite.
-  cairo_pattern_destroy(group);
   const auto [minX, minY, maxX, maxY] = deviceBoundsOf(cr, f.x, f.y, f.maxX(), f.maxY());
   cairo_matrix_t ctm;
   cairo_get_matrix(cr, &ctm);
@@ -859,11 +859,33 @@ Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compression
   cairo_surface_flush(s);
   const unsigned char* data = cairo_image_surface_get_data(s);
   const int stride = cairo_image_surface_get_stride(s);
-  // Cairo keeps premultiplied native-endian ARGB; PNG wants straight RGBA bytes.
-  std::vector<uint8_t> rgba(static_cast<size_t>(w) * static_cast<size_t>(h) * 4);
-  uint8_t* out = rgba.data();
+  spng_ctx* ctx = spng_ctx_new(SPNG_CTX_ENCODER);
+  if (!ctx) return Error{"cannot create a PNG encoder"};
+  auto failed = [ctx](int err) -> Error {
+    spng_ctx_free(ctx);
+    return Error{std::string("PNG encoding failed: ") + spng_strerror(err)};
+  };
+  spng_set_option(ctx, SPNG_ENCODE_TO_BUFFER, 1);
+  spng_set_option(ctx, SPNG_IMG_COMPRESSION_LEVEL, compressionLevel);
+  // Widget art is mostly flat colour, where unfiltered rows deflate as well as filtered ones
+  // (often better) and the per-row filter search would cost several times the compression.
+  spng_set_option(ctx, SPNG_FILTER_CHOICE, SPNG_DISABLE_FILTERING);
+  spng_ihdr ihdr{};
+  ihdr.width = static_cast<uint32_t>(w);
+  ihdr.height = static_cast<uint32_t>(h);
+  ihdr.bit_depth = 8;
+  ihdr.color_type = SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
+  spng_set_ihdr(ctx, &ihdr);
+  // Row by row, so that only one row of converted pixels exists at a time rather than a copy
+  // of the whole image (two megabytes for a medium widget at scale 3).
+  int err = spng_encode_image(ctx, nullptr, 0, SPNG_FMT_PNG,
+                              SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE);
+  if (err) return failed(err);
+  std::vector<uint8_t> rgba(static_cast<size_t>(w) * 4);
   for (int y = 0; y < h; ++y) {
+    // Cairo keeps premultiplied native-endian ARGB; PNG wants straight RGBA bytes.
     const auto* row = reinterpret_cast<const uint32_t*>(data + static_cast<ptrdiff_t>(y) * stride);
+    uint8_t* out = rgba.data();
     for (int x = 0; x < w; ++x) {
       const uint32_t px = row[x];
       const uint32_t a = px >> 24;
@@ -881,24 +903,9 @@ Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compression
       out[3] = static_cast<uint8_t>(a);
       out += 4;
     }
-  }
-  spng_ctx* ctx = spng_ctx_new(SPNG_CTX_ENCODER);
-  if (!ctx) return Error{"cannot create a PNG encoder"};
-  spng_set_option(ctx, SPNG_ENCODE_TO_BUFFER, 1);
-  spng_set_option(ctx, SPNG_IMG_COMPRESSION_LEVEL, compressionLevel);
-  // Widget art is mostly flat colour, where unfiltered rows deflate as well as filtered ones
-  // (often better) and the per-row filter search would cost several times the compression.
-  spng_set_option(ctx, SPNG_FILTER_CHOICE, SPNG_DISABLE_FILTERING);
-  spng_ihdr ihdr{};
-  ihdr.width = static_cast<uint32_t>(w);
-  ihdr.height = static_cast<uint32_t>(h);
-  ihdr.bit_depth = 8;
-  ihdr.color_type = SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
-  spng_set_ihdr(ctx, &ihdr);
-  int err = spng_encode_image(ctx, rgba.data(), rgba.size(), SPNG_FMT_PNG, SPNG_ENCODE_FINALIZE);
-  if (err) {
-    spng_ctx_free(ctx);
-    return Error{std::string("PNG encoding failed: ") + spng_strerror(err)};
+    err = spng_encode_row(ctx, rgba.data(), rgba.size());
+    // The last row reports the end of the image rather than success.
+    if (err && !(err == SPNG_EOI && y == h - 1)) return failed(err);
   }
   size_t size = 0;
   void* buffer = spng_get_png_buffer(ctx, &size, &err);
