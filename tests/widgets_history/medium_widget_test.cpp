@@ -51,10 +51,16 @@ std::vector<Json> dayMarks(const Json& list) {
   return marks;
 }
 
-// The weekday letters: every text but the goal line, which comes first.
+// The weekday letters: every text but the goal line, which comes first, and the link label.
 std::vector<Json> letterTexts(const Json& list) {
   std::vector<Json> all = testing::itemsOfType(list, "text");
-  return std::vector<Json>(all.begin() + 1, all.end());
+  std::vector<Json> letters;
+  for (size_t i = 1; i < all.size(); ++i) {
+    // The diary link's label is blank.
+    const std::string text = all[i].at("text");
+    if (text.find_first_not_of(" \n") != std::string::npos) letters.push_back(all[i]);
+  }
+  return letters;
 }
 
 // The goal line as laid out: its frame and the y of its segment, from the display list itself

@@ -6,9 +6,9 @@
 
 #include "base/checked.h"
 #include "base/fatal_error.h"
+#include "components/background_deep_link.h"
 #include "components/widget_background.h"
 #include "platform/foundation/calendar.h"
-#include "resources/deep_links.h"
 #include "resources/palette.h"
 #include "resources/units.h"
 #include "resources/widget_utils.h"
@@ -176,11 +176,9 @@ HistoryBarGraph MediumWidget::graph() const {
 View MediumWidget::body() const {
   const View graphView = graph().body();
   const View content = GeometryReader([graphView](const GeometryProxy& g) {
-    // An invisible link region over the whole widget, so a tap anywhere opens the diary.
-    const View tapRegion =
-        Link(diaryLink("medium_history").absoluteString(), Rectangle().fill(Color::clear()))
-            .frame(g.size.width, g.size.height);
-    return ZStack({HStack({graphView.padding(EdgeInsets{20, 8, 10, 24})}), tapRegion});
+    // The diary link over the whole widget, so a tap anywhere opens the diary.
+    return ZStack({HStack({graphView.padding(EdgeInsets{20, 8, 10, 24})}),
+                   BackgroundDeepLink{g.size.width, g.size.height, "medium_history"}.body()});
   });
   return widgetBackground(content, palette().backgroundPrimary);
 }
