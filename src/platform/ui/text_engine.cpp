@@ -323,6 +323,25 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
       long lo = static_cast<long>(std::floor(smallest.size * 8));
       long hi = static_cast<long>(std::floor(font.size * 8));
       if (lo > hi) lo = hi;
+      // Unhinted, one line's width grows in proportion to the size, so the size that fills the
+      // width is known from the first measurement. Two measurements confirm it (the step found
+      // fits, the next one up does not); only if they disagree does the search below run.
+      const double naturalWidth = impl_->measureLocked({text, font, kInfinity, 0}).size.width;
+      if (maxLines == 1 && naturalWidth > 0) {
+        const long guess =
+            std::clamp(static_cast<long>(std::floor(font.size * width / naturalWidth * 8)), lo, hi);
+        auto at = [&font](long eighths) {
+          Font f = font;
+          f.size = static_cast<double>(eighths) / 8;
+          return f;
+        };
+        if (fitsAt(at(guess))) {
+          lo = guess;
+          if (guess < hi && !fitsAt(at(guess + 1))) hi = guess;
+        } else {
+          hi = guess - 1;
+        }
+      }
       while (lo < hi) {
         const long mid = (lo + hi + 1) / 2;
         Font candidate = font;
