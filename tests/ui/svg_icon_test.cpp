@@ -11,6 +11,7 @@
 #include <iterator>
 #include <numbers>
 
+#include "platform/ui/asset_catalog.h"
 #include "ui/librsvg_reference.h"
 
 namespace km {
@@ -381,6 +382,7 @@ TEST(SvgIconTest, ContentBeyondTheSubsetIsRefused) {
             1u);
 }
 
+using test::librsvgMapped;
 using test::ReferenceRsvg;
 
 std::string readFile(const std::filesystem::path& path) {
@@ -442,6 +444,20 @@ TEST(SvgIconTest, BundleIconsDrawAsLibrsvgDrawsThem) {
     EXPECT_GT(inked, 200) << path << ": the reference drew (almost) nothing";
     EXPECT_LE(maxDiff, 4) << path;
   }
+}
+
+TEST(SvgIconTest, DrawingBundleIconsLeavesLibrsvgUnloaded) {
+  // Another test in this same process may have loaded it; by itself (as CTest runs each test)
+  // the process starts without it.
+  if (test::librsvgLoadedByTests) GTEST_SKIP() << "an earlier test in this process loaded librsvg";
+  ASSERT_FALSE(librsvgMapped()) << "librsvg is linked into the process";
+  auto catalog =
+      AssetCatalog::load(std::filesystem::path(KM_SOURCE_BUNDLE_DIR) / "Assets.xcassets");
+  ASSERT_TRUE(catalog.ok());
+  Surface s;
+  for (const auto& name : catalog->imageNames())
+    EXPECT_TRUE(catalog->drawImage(s.cr, name, {0, 0, 72, 72})) << name;
+  EXPECT_FALSE(librsvgMapped());
 }
 
 }  // namespace
