@@ -414,6 +414,37 @@ struct Surface {
   size_t bytes() const { return static_cast<size_t>(cairo_image_surface_get_stride(surface)) * 72; }
 };
 
+TEST(SvgIconTest, DegenerateContentDrawsNothingAndKeepsTheContextUsable) {
+  // Each icon is drawn into a corner of its own; the rest of the surface must then still take
+  // a plain fill, which Cairo refuses once a context has gone into an error state.
+  const std::string documents[] = {
+      svg(R"~(<rect width="10" height="10" transform="scale(0)"/>)~"),
+      svg(R"~(<rect width="10" height="10" transform="matrix(1 2 2 4 0 0)"/>)~"),
+      svg(R"(<rect width="10" height="10"/>)", R"(viewBox="0 0 10 10" display="none")"),
+      svg(R"(<rect x="2" y="2" width="6" height="6" fill="none" stroke="#000"
+                   stroke-dasharray="0 0"/>)",
+          R"(viewBox="0 0 10 10")"),
+  };
+  for (const std::string& document : documents) {
+    auto icon = parseSvgIcon(document);
+    ASSERT_TRUE(icon.ok()) << document << ": " << icon.error().message;
+    Surface s;
+    drawSvgIcon(s.cr, *icon, {0, 0, 36, 36});
+    drawSvgIcon(s.cr, *icon, {0, 0, 0, 0});
+    EXPECT_EQ(cairo_status(s.cr), CAIRO_STATUS_SUCCESS) << document;
+    cairo_rectangle(s.cr, 40, 40, 10, 10);
+    cairo_fill(s.cr);
+    const unsigned char* p = s.pixels();
+    const int stride = cairo_image_surface_get_stride(s.surface);
+    EXPECT_EQ(p[45 * stride + 45 * 4 + 3], 255) << document;
+    if (document.find("dasharray") == std::string::npos) {
+      EXPECT_EQ(p[5 * stride + 5 * 4 + 3], 0) << document;  // nothing drawn
+    } else {
+      EXPECT_EQ(p[7 * stride + 18 * 4 + 3], 255) << document;  // all-zero dashes: solid
+    }
+  }
+}
+
 TEST(SvgIconTest, BundleIconsDrawAsLibrsvgDrawsThem) {
   const ReferenceRsvg* rsvg = ReferenceRsvg::get();
   ASSERT_TRUE(rsvg) << "librsvg-2.so.2 is needed as the reference";

@@ -645,6 +645,9 @@ class Reader {
       geometry.push_back({key, value});
     }
     if (failed()) return;
+    // The root's size counts even when nothing is shown.
+    if (local == "svg") readRoot(geometry);
+    if (failed()) return;
     if (frame.hidden) {
       frame.skipping = true;
       stack_.push_back(std::move(frame));
@@ -652,8 +655,7 @@ class Reader {
     }
 
     if (local == "svg") {
-      readRoot(geometry);
-      if (failed()) return;
+      // Read above.
     } else if (local == "g") {
       if (!geometry.empty()) return fail("attribute " + std::string(geometry[0].first) + " on g");
     } else {
@@ -1042,6 +1044,7 @@ AffineTransform svgViewBoxTransform(const Rect& viewBox, const SvgAspectRatio& a
 }
 
 void drawSvgIcon(cairo_t* cr, const SvgIcon& icon, const Rect& viewport) {
+  if (!(icon.viewBox.width > 0 && icon.viewBox.height > 0)) return;
   cairo_save(cr);
   cairo_matrix_t base;
   cairo_get_matrix(cr, &base);
@@ -1062,9 +1065,14 @@ void drawSvgIcon(cairo_t* cr, const SvgIcon& icon, const Rect& viewport) {
     }
     const SvgShape& shape = std::get<SvgShape>(item);
     const AffineTransform t = fit.after(shape.transform);
+    // A shape squashed flat (scale(0), say) shows nothing; Cairo would refuse its matrix and
+    // stop drawing on the context altogether.
+    const double det = t.xx * t.yy - t.xy * t.yx;
+    if (!std::isfinite(det) || det == 0 || !std::isfinite(t.x0) || !std::isfinite(t.y0)) continue;
     const cairo_matrix_t m{t.xx, t.yx, t.xy, t.yy, t.x0, t.y0};
     cairo_set_matrix(cr, &base);
     cairo_transform(cr, &m);
+    if (cairo_status(cr) != CAIRO_STATUS_SUCCESS) break;
     cairo_new_path(cr);
     for (const SvgSegment& s : shape.outline) {
       switch (s.op) {
