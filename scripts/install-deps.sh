@@ -10,6 +10,7 @@ packages=(
   libsqlite3-dev libicu-dev libcurl4-openssl-dev nlohmann-json3-dev libcli11-dev
   # drawing and fonts
   libcairo2-dev libpango1.0-dev libfribidi-dev librsvg2-dev libspng-dev libfontconfig-dev
+  libexpat1-dev
   fonts-inter fonts-noto-core fonts-noto-cjk
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev

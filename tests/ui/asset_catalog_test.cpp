@@ -3,7 +3,11 @@
 #include <cairo.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cstdint>
 #include <fstream>
+
+#include "ui/librsvg_reference.h"
 
 namespace km {
 namespace {
@@ -79,12 +83,14 @@ TEST(AssetCatalogTest, AppearancesNamespacesAndBrokenSets) {
 TEST(AssetCatalogTest, ImageSets) {
   auto catalog = AssetCatalog::load(kFixtures);
   ASSERT_TRUE(catalog.ok());
-  EXPECT_EQ(catalog->imageNames(),
-            (std::vector<std::string>{"ic_badge", "ic_broken", "ic_flame", "ic_mm"}));
+  EXPECT_EQ(catalog->imageNames(), (std::vector<std::string>{"ic_badge", "ic_broken", "ic_flame",
+                                                             "ic_gradient", "ic_mm"}));
   EXPECT_EQ(catalog->imageSize("ic_flame"), (Size{24, 24}));
   EXPECT_EQ(catalog->imageSize("ic_badge"), (Size{32, 16}));
-  // Inches need librsvg's reading: 72 points to the inch.
+  // Absolute units count 72 points to the inch.
   EXPECT_EQ(catalog->imageSize("ic_mm"), (Size{72, 36}));
+  // A gradient is beyond the built-in reader; the root still gives the size.
+  EXPECT_EQ(catalog->imageSize("ic_gradient"), (Size{20, 10}));
   // A file whose root declares a size but whose body does not parse has that size, and cannot
   // be drawn (the renderer then shows the missing-image box).
   EXPECT_EQ(catalog->imageSize("ic_broken"), (Size{10, 20}));
@@ -98,6 +104,46 @@ TEST(AssetCatalogTest, ImageSets) {
   EXPECT_FALSE(catalog->isTemplateImage("ic_badge"));
   EXPECT_FALSE(catalog->imageSize("nope"));
   EXPECT_FALSE(catalog->drawImage(nullptr, "nope", {0, 0, 10, 10}));
+}
+
+// Reads one pixel of an ARGB32 surface as (red, green, blue, alpha) bytes.
+std::array<int, 4> pixel(cairo_surface_t* s, int x, int y) {
+  cairo_surface_flush(s);
+  const unsigned char* p =
+      cairo_image_surface_get_data(s) + y * cairo_image_surface_get_stride(s) + x * 4;
+  const uint32_t v = *reinterpret_cast<const uint32_t*>(p);
+  return {int(v >> 16 & 0xFF), int(v >> 8 & 0xFF), int(v & 0xFF), int(v >> 24)};
+}
+
+TEST(AssetCatalogTest, ImagesBeyondTheBuiltInReaderDrawThroughLibrsvg) {
+  test::librsvgLoadedByTests = true;
+  auto catalog = AssetCatalog::load(kFixtures);
+  ASSERT_TRUE(catalog.ok());
+  struct Case {
+    const char* name;
+    int width, height;
+    std::array<int, 4> left, right;  // pixels near the left and right edges, on the middle row
+  } cases[] = {
+      // A red-to-blue gradient: only librsvg draws this one.
+      {"ic_gradient", 40, 20, {0xF5, 0, 0x0A, 255}, {0x0A, 0, 0xF5, 255}},
+      // Vector icons of the reader, for comparison.
+      {"ic_badge", 32, 16, {255, 0, 0, 255}, {0, 0, 255, 255}},
+      {"ic_mm", 20, 10, {0, 255, 0, 255}, {0, 255, 0, 255}},
+  };
+  for (const auto& c : cases) {
+    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, c.width, c.height);
+    cairo_t* cr = cairo_create(surface);
+    EXPECT_TRUE(catalog->drawImage(cr, c.name, {0, 0, double(c.width), double(c.height)}))
+        << c.name;
+    const auto left = pixel(surface, 1, c.height / 2),
+               right = pixel(surface, c.width - 2, c.height / 2);
+    for (int i = 0; i < 4; ++i) {
+      EXPECT_NEAR(left[i], c.left[i], 12) << c.name << " left, channel " << i;
+      EXPECT_NEAR(right[i], c.right[i], 12) << c.name << " right, channel " << i;
+    }
+    cairo_destroy(cr);
+    cairo_surface_destroy(surface);
+  }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "platform/ui/asset_catalog.h"
 
 #include <cairo.h>
+#include <dlfcn.h>
 #include <librsvg/rsvg.h>
 
 #include <algorithm>
@@ -10,8 +11,10 @@
 #include <iterator>
 #include <mutex>
 #include <nlohmann/json.hpp>
-#include <regex>
-#include <sstream>
+#include <optional>
+#include <type_traits>
+
+#include "platform/ui/svg_icon.h"
 
 namespace km {
 namespace {
@@ -84,56 +87,91 @@ std::optional<RGBA> parseColor(const json& color) {
   return out;
 }
 
-// The size an SVG declares on its root element (width and height in px or pt, or else its view
-// box), read without librsvg: parsing every icon up front costs librsvg several megabytes and
-// milliseconds, and a widget draws only a few of them. nullopt when the declaration needs a real
-// SVG engine to interpret (other units), in which case librsvg is asked at once.
-std::optional<Size> declaredSvgSize(const std::string& svg) {
-  const size_t start = svg.find("<svg");
-  if (start == std::string::npos) return std::nullopt;
-  const size_t end = svg.find('>', start);
-  if (end == std::string::npos) return std::nullopt;
-  const std::string tag = svg.substr(start, end - start);
-  auto attribute = [&tag](const char* name) -> std::optional<std::string> {
-    const std::regex re(std::string(R"((?:^|\s))") + name + R"(\s*=\s*["']([^"']*)["'])");
-    std::smatch m;
-    if (std::regex_search(tag, m, re)) return m[1].str();
+// librsvg draws the SVG files that the built-in reader refuses. It is loaded on first need
+// rather than linked: linked, its relocations alone cost the process about 2 MB and start-up
+// time, and drawing pulls in several megabytes of its code and of libxml2, while every icon of
+// the bundle is within the reader's subset. The functions are looked up by name; the header
+// still gives their types.
+struct Rsvg {
+  decltype(&rsvg_handle_new_from_data) newFromData;
+  decltype(&rsvg_handle_set_dpi) setDpi;
+  decltype(&rsvg_handle_get_intrinsic_size_in_pixels) intrinsicSizeInPixels;
+  decltype(&rsvg_handle_get_intrinsic_dimensions) intrinsicDimensions;
+  decltype(&rsvg_handle_render_document) renderDocument;
+  decltype(&g_object_unref) unref;
+  decltype(&g_error_free) freeError;
+};
+
+// The library's functions, or null when it cannot be loaded (said once on standard error).
+// Loaded at most once per process and never unloaded: handles outlive any one catalogue.
+const Rsvg* rsvg() {
+  static const std::optional<Rsvg> loaded = []() -> std::optional<Rsvg> {
+    constexpr const char* kLibrary = "librsvg-2.so.2";
+    void* lib = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);
+    Rsvg r{};
+    const char* missing = nullptr;
+    auto find = [&](auto& fn, const char* name) {
+      fn = reinterpret_cast<std::remove_reference_t<decltype(fn)>>(dlsym(lib, name));
+      if (!fn && !missing) missing = name;
+    };
+    if (lib) {
+      find(r.newFromData, "rsvg_handle_new_from_data");
+      find(r.setDpi, "rsvg_handle_set_dpi");
+      find(r.intrinsicSizeInPixels, "rsvg_handle_get_intrinsic_size_in_pixels");
+      find(r.intrinsicDimensions, "rsvg_handle_get_intrinsic_dimensions");
+      find(r.renderDocument, "rsvg_handle_render_document");
+      // GLib's, reached through librsvg's own dependencies.
+      find(r.unref, "g_object_unref");
+      find(r.freeError, "g_error_free");
+    }
+    if (lib && !missing) return r;
+    std::fprintf(stderr,
+                 "warning: SVG images beyond the built-in reader need %s, which %s; they are "
+                 "drawn as missing\n",
+                 kLibrary,
+                 lib ? (std::string("lacks ") + missing).c_str()
+                     : (std::string("could not be loaded: ") + dlerror()).c_str());
+    if (lib) dlclose(lib);
     return std::nullopt;
-  };
-  // nullopt: absent or relative (a percentage: the view box decides); NaN: a unit we do not know.
-  auto length = [](const std::optional<std::string>& text) -> std::optional<double> {
-    if (!text) return std::nullopt;
-    static const std::regex re(R"(^\s*([0-9]*\.?[0-9]+(?:[eE][-+]?[0-9]+)?)\s*(px|pt|%)?\s*$)");
-    std::smatch m;
-    if (!std::regex_match(*text, m, re)) return std::nan("");
-    if (m[2] == "%") return std::nullopt;
-    return std::stod(m[1].str());
-  };
-  const auto w = length(attribute("width")), h = length(attribute("height"));
-  if ((w && std::isnan(*w)) || (h && std::isnan(*h))) return std::nullopt;
-  if (w && h) return Size{*w, *h};
-  if (auto box = attribute("viewBox")) {
-    std::string text = *box;
-    std::replace(text.begin(), text.end(), ',', ' ');
-    std::istringstream in(text);
-    double x, y, bw, bh;
-    if (in >> x >> y >> bw >> bh) return Size{w.value_or(bw), h.value_or(bh)};
-  }
-  return std::nullopt;
+  }();
+  return loaded ? &*loaded : nullptr;
 }
 
-struct GObjectDeleter {
+struct RsvgHandleDeleter {
   void operator()(RsvgHandle* h) const {
-    if (h) g_object_unref(h);
+    if (h) rsvg()->unref(h);  // a handle exists only when the library is loaded
   }
 };
-RsvgHandle* openSvg(const std::string& bytes) {
+using RsvgHandlePtr = std::unique_ptr<RsvgHandle, RsvgHandleDeleter>;
+
+// Null when librsvg is missing or cannot read the bytes.
+RsvgHandlePtr openSvg(const std::string& bytes) {
+  const Rsvg* r = rsvg();
+  if (!r) return nullptr;
   GError* error = nullptr;
-  RsvgHandle* h = rsvg_handle_new_from_data(reinterpret_cast<const guint8*>(bytes.data()),
-                                            bytes.size(), &error);
-  if (error) g_error_free(error);
-  if (h) rsvg_handle_set_dpi(h, 72);  // so that "pt" lengths, like px, count one per point
-  return h;
+  RsvgHandle* h =
+      r->newFromData(reinterpret_cast<const guint8*>(bytes.data()), bytes.size(), &error);
+  if (error) r->freeError(error);
+  if (h) r->setDpi(h, 72);  // so that "pt" lengths, like px, count one per point
+  return RsvgHandlePtr(h);
+}
+
+// The size of an SVG as librsvg reads it: its intrinsic size, or else its view box, or else
+// nothing.
+Size rsvgSize(RsvgHandle* h) {
+  const Rsvg* r = rsvg();
+  gdouble w = 0, hgt = 0;
+  if (!r->intrinsicSizeInPixels(h, &w, &hgt)) {
+    gboolean hasW = FALSE, hasH = FALSE, hasViewBox = FALSE;
+    RsvgLength lw, lh;
+    RsvgRectangle viewBox;
+    r->intrinsicDimensions(h, &hasW, &lw, &hasH, &lh, &hasViewBox, &viewBox);
+    if (hasViewBox) {
+      w = viewBox.width;
+      hgt = viewBox.height;
+    }
+  }
+  return Size{w, hgt};
 }
 
 struct SurfaceDeleter {
@@ -151,12 +189,19 @@ struct AssetCatalog::Data {
   struct ImageSet {
     Size size;
     bool isTemplate = false;
-    std::string svgBytes;  // parsed on first draw
-    mutable std::unique_ptr<RsvgHandle, GObjectDeleter> svg;
+    // An SVG is either read by the built-in reader, or kept as bytes for librsvg, which then
+    // opens it on first draw.
+    std::optional<SvgIcon> icon;
+    std::string svgBytes;
+    mutable RsvgHandlePtr svg;
+    mutable bool svgFailed = false;  // librsvg missing or unable to read the bytes
     std::unique_ptr<cairo_surface_t, SurfaceDeleter> bitmap;
+
+    bool hasSvg() const { return icon || !svgBytes.empty() || svg; }
   };
   std::map<std::string, ColorSet, std::less<>> colors;
   std::map<std::string, ImageSet, std::less<>> images;
+  // Serialises librsvg (its handles are not shareable between threads) and bitmap drawing.
   mutable std::mutex drawMutex;
 
   void readColorSet(const std::filesystem::path& dir, const std::string& name) {
@@ -202,34 +247,29 @@ struct AssetCatalog::Data {
       const std::filesystem::path path = dir / file;
       std::string ext = path.extension().string();
       std::transform(ext.begin(), ext.end(), ext.begin(), ::tolower);
-      if (ext == ".svg" && !set.svg && set.svgBytes.empty()) {
-        // Read the bytes ourselves: opening by file name goes through GIO, whose virtual file
-        // system modules cost several megabytes of memory for nothing we need.
+      if (ext == ".svg" && !set.hasSvg()) {
         std::ifstream in(path, std::ios::binary);
-        const std::string bytes((std::istreambuf_iterator<char>(in)),
-                                std::istreambuf_iterator<char>());
+        std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
         if (bytes.empty()) continue;
-        if (auto declared = declaredSvgSize(bytes)) {
-          set.size = *declared;
-          set.svgBytes = bytes;
+        // Icons are read at load: a few tens of microseconds each, and the catalogue is then
+        // immutable, so drawing them needs no lock.
+        if (auto icon = parseSvgIcon(bytes)) {
+          set.size = icon->size;
+          set.icon = std::move(*icon);
           continue;
         }
-        RsvgHandle* h = openSvg(bytes);
-        if (!h) continue;
-        gdouble w = 0, hgt = 0;
-        if (!rsvg_handle_get_intrinsic_size_in_pixels(h, &w, &hgt)) {
-          gboolean hasW = FALSE, hasH = FALSE, hasViewBox = FALSE;
-          RsvgLength lw, lh;
-          RsvgRectangle viewBox;
-          rsvg_handle_get_intrinsic_dimensions(h, &hasW, &lw, &hasH, &lh, &hasViewBox, &viewBox);
-          if (hasViewBox) {
-            w = viewBox.width;
-            hgt = viewBox.height;
-          }
+        // Beyond the reader: librsvg draws it. The root element usually still declares the
+        // size; only when it does not is librsvg needed at once.
+        if (auto declared = svgDeclaredSize(bytes)) {
+          set.size = *declared;
+          set.svgBytes = std::move(bytes);
+          continue;
         }
-        set.svg.reset(h);
-        set.size = {w, hgt};
-      } else if (ext == ".png" && !set.svg && set.svgBytes.empty()) {
+        RsvgHandlePtr h = openSvg(bytes);
+        if (!h) continue;
+        set.size = rsvgSize(h.get());
+        set.svg = std::move(h);
+      } else if (ext == ".png" && !set.hasSvg()) {
         std::string scaleText = entry.value("scale", "1x");
         const double scale = std::max(1.0, std::atof(scaleText.c_str()));
         if (scale <= bestScale) continue;
@@ -244,7 +284,7 @@ struct AssetCatalog::Data {
                     cairo_image_surface_get_height(s) / scale};
       }
     }
-    if (set.svg || set.bitmap || !set.svgBytes.empty()) images[name] = std::move(set);
+    if (set.hasSvg() || set.bitmap) images[name] = std::move(set);
   }
 
   void scan(const std::filesystem::path& dir, const std::string& prefix) {
@@ -334,16 +374,23 @@ bool AssetCatalog::drawImage(cairo_t* cr, std::string_view name, const Rect& rec
   auto it = data_->images.find(name);
   if (it == data_->images.end() || rect.width <= 0 || rect.height <= 0) return false;
   const auto& set = it->second;
+  if (set.icon) {
+    drawSvgIcon(cr, *set.icon, rect);
+    return true;
+  }
   std::lock_guard lock(data_->drawMutex);
-  if (!set.svg && !set.svgBytes.empty()) set.svg.reset(openSvg(set.svgBytes));
+  if (!set.svg && !set.svgBytes.empty() && !set.svgFailed) {
+    set.svg = openSvg(set.svgBytes);
+    set.svgFailed = !set.svg;
+  }
   if (set.svg) {
     RsvgRectangle viewport{rect.x, rect.y, rect.width, rect.height};
     GError* error = nullptr;
-    const bool ok = rsvg_handle_render_document(set.svg.get(), cr, &viewport, &error);
-    if (error) g_error_free(error);
+    const bool ok = rsvg()->renderDocument(set.svg.get(), cr, &viewport, &error);
+    if (error) rsvg()->freeError(error);
     return ok;
   }
-  if (!set.bitmap) return false;  // an SVG that librsvg cannot read
+  if (!set.bitmap) return false;  // an SVG that librsvg cannot read, or no librsvg
   cairo_save(cr);
   cairo_translate(cr, rect.x, rect.y);
   cairo_scale(cr, rect.width / cairo_image_surface_get_width(set.bitmap.get()),

@@ -23,12 +23,18 @@ enum class ColorScheme { light, dark };
 inline constexpr RGBA kMissingColor{1, 0, 1, 1};
 
 // An asset catalogue in Xcode's `.xcassets` folder format: colour sets (`*.colorset`) with
-// light and dark appearances, and image sets (`*.imageset`) holding SVG (drawn with librsvg) or
-// PNG files, optionally marked for template rendering. Groups may nest; a group whose
-// Contents.json says "provides-namespace" prefixes its members' names with "group/".
+// light and dark appearances, and image sets (`*.imageset`) holding SVG or PNG files,
+// optionally marked for template rendering. Groups may nest; a group whose Contents.json says
+// "provides-namespace" prefixes its members' names with "group/".
 //
-// Loaded once, then read-only: lookups are safe from any thread; drawing an image serialises
-// on the catalogue's own lock (librsvg handles are not shareable between threads).
+// SVG icons are read at load by the built-in reader (platform/ui/svg_icon.h) and drawn as Cairo
+// paths. An SVG beyond that reader's subset is drawn by librsvg, which is loaded only when such
+// a file is first needed; without librsvg such an image cannot be drawn.
+//
+// Loaded once, then read-only: lookups and drawing SVG icons the reader understood are safe
+// from any thread without locking (each thread with its own cairo_t); drawing bitmaps and
+// SVGs through librsvg serialises on the catalogue's own lock (librsvg handles are not
+// shareable between threads).
 class AssetCatalog {
  public:
   AssetCatalog();
