@@ -66,8 +66,10 @@ struct ReportCounter {
   std::uint64_t attempts() const { return client.stats().dropped; }
 };
 
-enum class Form { designated, lookup, lookupThenDebugger, allocating };
-enum class Registered { none, responding, mute, notAnObject };
+enum class Form { direct, lookup, lookupDebugger, make };
+enum class Registered { none, responding, mute, notObject };
+// Which inspector ends up stored and whether it got initWithApiKey:envInt:.
+enum class Stored { unset, passed, registered, mutedClass };
 
 struct ConstructionCase {
   const char* name;
@@ -80,8 +82,7 @@ struct ConstructionCase {
   int makeCalls;
   int startReports;
   bool noopAfter;
-  // Which inspector ends up stored and whether it got initWithApiKey:envInt:.
-  enum { noInspector, passedInitialised, registeredInitialised, registeredMute } inspector;
+  Stored inspector;
   bool debuggerAttached;
 };
 
@@ -105,7 +106,7 @@ TEST_P(ConstructionTest, FollowsTheOrderOfEffects) {
         return made;
       });
       break;
-    case Registered::notAnObject:
+    case Registered::notObject:
       registration.emplace("AvoInspector", nullptr);
       break;
   }
@@ -114,16 +115,16 @@ TEST_P(ConstructionTest, FollowsTheOrderOfEffects) {
   {
     ScopedSystemLogCapture log;
     switch (c.form) {
-      case Form::designated:
+      case Form::direct:
         avo = std::make_unique<Avo>(c.env, destination, debugger, passedInspector, false, c.noop);
         break;
-      case Form::allocating:
+      case Form::make:
         avo = Avo::make(c.env, destination, debugger, passedInspector, false, c.noop);
         break;
       case Form::lookup:
         avo = std::make_unique<Avo>(c.env, destination, false, c.noop);
         break;
-      case Form::lookupThenDebugger:
+      case Form::lookupDebugger:
         avo = std::make_unique<Avo>(c.env, destination, debugger, false, c.noop);
         break;
     }
@@ -142,15 +143,15 @@ TEST_P(ConstructionTest, FollowsTheOrderOfEffects) {
 
   const AvoValue expectedEnvInt(c.env == AvoEnv::dev ? 1 : 0);
   switch (c.inspector) {
-    case ConstructionCase::noInspector:
+    case Stored::unset:
       EXPECT_EQ(avo->inspector(), nullptr);
       if (passedInspector) {
         EXPECT_TRUE(passedInspector->performed.empty());
       }
       break;
-    case ConstructionCase::passedInitialised:
-    case ConstructionCase::registeredInitialised: {
-      auto expected = c.inspector == ConstructionCase::passedInitialised ? passedInspector : made;
+    case Stored::passed:
+    case Stored::registered: {
+      auto expected = c.inspector == Stored::passed ? passedInspector : made;
       ASSERT_NE(expected, nullptr);
       EXPECT_EQ(avo->inspector(), expected);
       const auto init = expected->calls("initWithApiKey:envInt:");
@@ -158,7 +159,7 @@ TEST_P(ConstructionTest, FollowsTheOrderOfEffects) {
       EXPECT_EQ(init[0].arguments, (std::vector<AvoValue>{kInspectorKey, expectedEnvInt}));
       break;
     }
-    case ConstructionCase::registeredMute:
+    case Stored::mutedClass:
       ASSERT_NE(made, nullptr);
       EXPECT_EQ(avo->inspector(), made);
       EXPECT_TRUE(made->performed.empty());
@@ -176,176 +177,42 @@ TEST_P(ConstructionTest, FollowsTheOrderOfEffects) {
   }
 }
 
-using C = ConstructionCase;
-INSTANTIATE_TEST_SUITE_P(Forms, ConstructionTest,
-                         ::testing::Values(C{"DevWithObjects",
-                                             Form::designated,
-                                             AvoEnv::dev,
-                                             false,
-                                             true,
-                                             Registered::none,
-                                             {},
-                                             1,
-                                             1,
-                                             false,
-                                             C::passedInitialised,
-                                             true},
-                                           C{"ProdWithObjects",
-                                             Form::designated,
-                                             AvoEnv::prod,
-                                             false,
-                                             true,
-                                             Registered::none,
-                                             {},
-                                             1,
-                                             0,
-                                             false,
-                                             C::passedInitialised,
-                                             true},
-                                           C{"DevNoopDropsObjects",
-                                             Form::designated,
-                                             AvoEnv::dev,
-                                             true,
-                                             true,
-                                             Registered::none,
-                                             {kNoopLine},
-                                             0,
-                                             0,
-                                             true,
-                                             C::noInspector,
-                                             false},
-                                           C{"ProdNoopIsRefused",
-                                             Form::designated,
-                                             AvoEnv::prod,
-                                             true,
-                                             true,
-                                             Registered::none,
-                                             {kRefusalLine},
-                                             1,
-                                             0,
-                                             false,
-                                             C::passedInitialised,
-                                             true},
-                                           C{"DevWithoutInspector",
-                                             Form::designated,
-                                             AvoEnv::dev,
-                                             false,
-                                             false,
-                                             Registered::none,
-                                             {kVersionLine},
-                                             1,
-                                             1,
-                                             false,
-                                             C::noInspector,
-                                             true},
-                                           C{"Allocating",
-                                             Form::allocating,
-                                             AvoEnv::prod,
-                                             false,
-                                             true,
-                                             Registered::none,
-                                             {},
-                                             1,
-                                             0,
-                                             false,
-                                             C::passedInitialised,
-                                             true},
-                                           C{"LookupWithoutClass",
-                                             Form::lookup,
-                                             AvoEnv::dev,
-                                             false,
-                                             false,
-                                             Registered::none,
-                                             {kVersionLine},
-                                             1,
-                                             1,
-                                             false,
-                                             C::noInspector,
-                                             false},
-                                           C{"LookupRespondingClass",
-                                             Form::lookup,
-                                             AvoEnv::prod,
-                                             false,
-                                             false,
-                                             Registered::responding,
-                                             {kVersionLine},
-                                             1,
-                                             0,
-                                             false,
-                                             C::registeredInitialised,
-                                             false},
-                                           C{"LookupMuteClass",
-                                             Form::lookup,
-                                             AvoEnv::dev,
-                                             false,
-                                             false,
-                                             Registered::mute,
-                                             {kVersionLine, kVersionLine},
-                                             1,
-                                             1,
-                                             false,
-                                             C::registeredMute,
-                                             false},
-                                           C{"LookupClassThatIsNoObject",
-                                             Form::lookup,
-                                             AvoEnv::dev,
-                                             false,
-                                             false,
-                                             Registered::notAnObject,
-                                             {kVersionLine},
-                                             1,
-                                             1,
-                                             false,
-                                             C::noInspector,
-                                             false},
-                                           C{"LookupDevNoopStillMakesInspector",
-                                             Form::lookup,
-                                             AvoEnv::dev,
-                                             true,
-                                             false,
-                                             Registered::responding,
-                                             {kNoopLine},
-                                             0,
-                                             0,
-                                             true,
-                                             C::registeredInitialised,
-                                             false},
-                                           C{"LookupProdNoop",
-                                             Form::lookup,
-                                             AvoEnv::prod,
-                                             true,
-                                             false,
-                                             Registered::none,
-                                             {kRefusalLine, kVersionLine},
-                                             1,
-                                             0,
-                                             false,
-                                             C::noInspector,
-                                             false},
-                                           C{"LookupThenDebugger",
-                                             Form::lookupThenDebugger,
-                                             AvoEnv::dev,
-                                             false,
-                                             false,
-                                             Registered::none,
-                                             {kVersionLine},
-                                             1,
-                                             1,
-                                             false,
-                                             C::noInspector,
-                                             true},
-                                           C{"LookupThenDebuggerNoop",
-                                             Form::lookupThenDebugger,
-                                             AvoEnv::dev,
-                                             true,
-                                             false,
-                                             Registered::none,
-                                             {kNoopLine},
-                                             0,
-                                             0,
-                                             true,
-                                             C::noInspector,
-                                             false}),
+std::vector<ConstructionCase> constructionCases() {
+  using enum Form;
+  using enum Registered;
+  using enum Stored;
+  using enum AvoEnv;
+  const std::vector<std::string> kNone, kNoop{kNoopLine}, kRefusal{kRefusalLine},
+      kVersion{kVersionLine}, kVersion2{kVersionLine, kVersionLine},
+      kRefusalVersion{kRefusalLine, kVersionLine};
+  // Columns: name, form, env, noop, passed inspector, registered class, log lines, make calls,
+  // start reports, noop after, inspector stored, debugger attached.
+  return {
+      {"DevWithObjects", direct, dev, false, true, none, kNone, 1, 1, false, passed, true},
+      {"ProdWithObjects", direct, prod, false, true, none, kNone, 1, 0, false, passed, true},
+      {"DevNoopDropsObjects", direct, dev, true, true, none, kNoop, 0, 0, true, unset, false},
+      {"ProdNoopIsRefused", direct, prod, true, true, none, kRefusal, 1, 0, false, passed, true},
+      {"DevWithoutInspector", direct, dev, false, false, none, kVersion, 1, 1, false, unset, true},
+      {"Allocating", make, prod, false, true, none, kNone, 1, 0, false, passed, true},
+      {"LookupWithoutClass", lookup, dev, false, false, none, kVersion, 1, 1, false, unset, false},
+      {"LookupRespondingClass", lookup, prod, false, false, responding, kVersion, 1, 0, false,
+       registered, false},
+      {"LookupMuteClass", lookup, dev, false, false, mute, kVersion2, 1, 1, false, mutedClass,
+       false},
+      {"LookupClassIsNoObject", lookup, dev, false, false, notObject, kVersion, 1, 1, false, unset,
+       false},
+      {"LookupDevNoopMakesInspector", lookup, dev, true, false, responding, kNoop, 0, 0, true,
+       registered, false},
+      {"LookupProdNoop", lookup, prod, true, false, none, kRefusalVersion, 1, 0, false, unset,
+       false},
+      {"LookupThenDebugger", lookupDebugger, dev, false, false, none, kVersion, 1, 1, false, unset,
+       true},
+      {"LookupThenDebuggerNoop", lookupDebugger, dev, true, false, none, kNoop, 0, 0, true, unset,
+       false},
+  };
+}
+
+INSTANTIATE_TEST_SUITE_P(Forms, ConstructionTest, ::testing::ValuesIn(constructionCases()),
                          [](const auto& info) { return std::string(info.param.name); });
 
 // ---- userLogout and the debugger gate ----

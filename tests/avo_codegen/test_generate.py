@@ -204,30 +204,6 @@ class ShippedPlanTest(unittest.TestCase):
                                          "userPropertiesSet"])
         self.assertEqual(functions[-1], "pageViewFeatureDetailCustomMeal")
 
-    def test_quoted_events(self):
-        add = self.events["widget_add"]
-        self.assertEqual((add["id"], add["hash"]), (
-            "1Z3E51Um7N", "e476bec17caf0ad386f0bd53ea22f685e89d2a4df2a75c07166185d72ecfab70"))
-        self.assertEqual(add["properties"], [{"name": "widget", "id": "VbTYpkc129",
-                                              "type": "[Widget]"}])
-        self.assertEqual([(p["name"], p["value"]) for p in add["fixedProperties"]],
-                         [("feature_category", "widgets"), ("feature", "widgets"),
-                          ("feature_item", "widgets"), ("action", "confirm"),
-                          ("feature_type", "free")])
-        self.assertEqual(self.events["user_logout"]["id"], "bJaNBZcQB_")
-        self.assertEqual(self.events["user_logout"]["call"], "unidentify")
-        submit = self.events["smart_assistant_meal_submit"]
-        self.assertEqual(submit["id"], "VWIBJo8n4")
-        self.assertEqual([(p["name"], p["type"]) for p in submit["properties"]], [
-            ("meal_type", "String"), ("count_voice_input", "Int"),
-            ("count_keyboard_input", "Int"),
-            ("smart_assistant_input_content", "SmartAssistantInputContent"),
-            ("state", "String"), ("flow_id", "String?"), ("a_b_test_stream", "String?")])
-        self.assertEqual(submit["fixedProperties"][0]["value"], "smart_assistant")
-        tap = self.events["widget_tap"]
-        self.assertEqual([(p["name"], p["type"]) for p in tap["properties"]],
-                         [("widget", "[Widget]"), ("destination", "[Destination]")])
-
     def test_destination_calls_and_user_properties(self):
         calls = {name: e["call"] for name, e in self.events.items() if e["call"] != "logEvent"}
         self.assertEqual(calls, {

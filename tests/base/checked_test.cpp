@@ -6,7 +6,6 @@
 #include <limits>
 
 #include "base/fatal_error.h"
-#include "base/result.h"
 
 namespace km {
 namespace {
@@ -75,15 +74,6 @@ TEST(CheckedTest, ArithmeticInRangeIsPlain) {
   EXPECT_EQ(checkedSub(std::int32_t{5}, std::int32_t{7}), -2);
   EXPECT_EQ(checkedMul(std::int32_t{86400}, std::int32_t{24855}), 2147472000);
   EXPECT_EQ(checkedDiv(-7, 2), -3);  // truncating, not flooring
-}
-
-TEST(ResultTest, HoldsValueOrError) {
-  Result<int> good = 4;
-  Result<int> bad = Error{"file.json:3: expected a number"};
-  ASSERT_TRUE(good.ok());
-  EXPECT_EQ(*good, 4);
-  ASSERT_FALSE(bad);
-  EXPECT_EQ(bad.error().message, "file.json:3: expected a number");
 }
 
 }  // namespace

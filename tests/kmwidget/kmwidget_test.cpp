@@ -2,8 +2,8 @@
 
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
+#include "fixtures/kmwidget_run.h"
 #include "fixtures/temp_dir.h"
 #include "kmwidget/cli.h"
 
@@ -18,21 +18,14 @@ const char* kRecord =
     R"("energyTotal":2000,"fatCurrent":1,"fatTotal":2,"proteinCurrent":3,"proteinTotal":4,)"
     R"("carbsCurrent":5,"carbsTotal":6,"energyDays":[1,2,3,4,5,6,7],"isKilojoules":false})";
 
-struct Outcome {
-  int code;
-  std::string out;
-  std::string err;
-};
+using Outcome = km::testing::ToolRun;
 
 // Runs the tool in-process against one temporary store.
 class KmwidgetTest : public ::testing::Test {
  protected:
   Outcome run(std::vector<std::string> args, const std::string& input = "") {
     args.insert(args.begin(), {"--store", dir_.file("store.sqlite")});
-    std::ostringstream out, err;
-    std::istringstream in(input);
-    const int code = runKmwidget(args, {out, err, in});
-    return {code, out.str(), err.str()};
+    return km::testing::kmwidget(args, input);
   }
   std::string writeFile(const std::string& name, const std::string& text) {
     std::ofstream(dir_.file(name)) << text;

@@ -1,43 +1,29 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
+#include "fixtures/kmwidget_run.h"
+#include "fixtures/temp_dir.h"
 #include "kmwidget/cli.h"
 
 namespace km::cli {
 namespace {
 
-struct ToolRun {
-  int code;
-  std::string out;
-  std::string err;
-};
-
-ToolRun run(const std::vector<std::string>& args, const std::string& input = "") {
-  std::ostringstream out, err;
-  std::istringstream in(input);
-  const int code = runKmwidget(args, Io{out, err, in});
-  return {code, out.str(), err.str()};
-}
+using km::testing::kmwidget;
+using km::testing::ToolRun;
 
 class LayoutCommandTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    dir_ =
-        std::filesystem::temp_directory_path() / ("kmwidget-layout-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(dir_);
+  ToolRun run(const std::vector<std::string>& args, const std::string& input = "") {
+    return kmwidget(args, input);
   }
-  void TearDown() override { std::filesystem::remove_all(dir_); }
   std::string write(const std::string& name, const std::string& text) {
-    const auto path = dir_ / name;
-    std::ofstream(path) << text;
-    return path.string();
+    std::ofstream(dir_.file(name)) << text;
+    return dir_.file(name);
   }
-  std::filesystem::path dir_;
+  km::testing::TempDir dir_;
 };
 
 // The root is proposed the canvas and centred in it; the dump gives frames in canvas points.
@@ -58,7 +44,7 @@ TEST_F(LayoutCommandTest, PrintsTheDisplayListOfAFileOrStandardInput) {
 
 TEST_F(LayoutCommandTest, DrawsImagesAndRefusesBadInput) {
   const std::string file = write("v.json", R"({"Color": "red"})");
-  const std::string png = (dir_ / "out.png").string();
+  const std::string png = dir_.file("out.png");
   const ToolRun drawn =
       run({"layout", file, "--width", "10", "--height", "10", "--scale", "2", "-o", png});
   ASSERT_EQ(drawn.code, kExitOk) << drawn.err;
@@ -67,7 +53,7 @@ TEST_F(LayoutCommandTest, DrawsImagesAndRefusesBadInput) {
   in.read(header.data(), 8);
   EXPECT_EQ(header, "\x89PNG\r\n\x1a\n");
 
-  const std::string svg = (dir_ / "out.svg").string();
+  const std::string svg = dir_.file("out.svg");
   EXPECT_EQ(run({"layout", file, "--width", "10", "--height", "10", "-o", svg}).code, kExitOk);
   EXPECT_TRUE(std::filesystem::file_size(svg) > 0);
 
@@ -87,7 +73,7 @@ TEST_F(LayoutCommandTest, DrawsImagesAndRefusesBadInput) {
        kExitFailure,
        "$: not valid JSON"},
       {"missing file",
-       {"layout", (dir_ / "none.json").string(), "--width", "10", "--height", "10"},
+       {"layout", dir_.file("none.json"), "--width", "10", "--height", "10"},
        kExitFailure,
        "cannot be read"},
       {"image without a file",

@@ -125,6 +125,10 @@ Json displayJson(const DisplayList& list, WidgetFamily family, ColorScheme schem
   return displayListToJson(list, kind, familyName(family), scheme, &bundleAssets());
 }
 
+Json componentJson(const View& view, Size size) {
+  return displayJson(layout(view, size, {&bundleAssets()}), WidgetFamily::systemSmall);
+}
+
 Json widgetJson(const View& view, WidgetFamily family, ColorScheme scheme, std::string_view kind) {
   return displayJson(layoutWidget(view, family), family, scheme, kind);
 }
@@ -178,6 +182,10 @@ std::optional<std::string> widgetURLOf(const Json& list) {
   const Json& url = list.at("widgetURL");
   if (url.is_null()) return std::nullopt;
   return url.get<std::string>();
+}
+
+double frameAt(const Json& item, int index) {
+  return item.at("frame").at(index).get<double>();
 }
 
 Point frameCenter(const Json& item) {

@@ -85,6 +85,8 @@ Json widgetJson(const View& view, WidgetFamily family, ColorScheme scheme = Colo
                 std::string_view kind = "test");
 Json displayJson(const DisplayList& list, WidgetFamily family,
                  ColorScheme scheme = ColorScheme::light, std::string_view kind = "test");
+// A component laid out left to right in a container of `size`, as JSON.
+Json componentJson(const View& view, Size size);
 
 // Queries on a JSON display list ({"items": [...]}), items in drawing order.
 std::vector<Json> itemsOfType(const Json& list, std::string_view type);
@@ -100,6 +102,8 @@ std::vector<Json> shapes(const Json& list, std::string_view kind = {});
 std::vector<Json> images(const Json& list, std::string_view name = {});
 // The widget URL, or nullopt when the list has none.
 std::optional<std::string> widgetURLOf(const Json& list);
+// One number of an item's frame [x, y, w, h].
+double frameAt(const Json& item, int index);
 // The centre of an item's frame [x, y, w, h].
 Point frameCenter(const Json& item);
 // Where that centre is drawn: the frame's centre through the item's "transform" (rotation,

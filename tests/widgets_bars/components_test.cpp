@@ -7,25 +7,16 @@
 #include "components/button.h"
 #include "components/loading_bar.h"
 #include "components/nutrient_progress_bar.h"
-#include "platform/ui/layout.h"
 #include "widget_support/widget_support.h"
 
 namespace km {
 namespace {
 
+using testing::componentJson;
+using testing::frameAt;
 using testing::Json;
 
 const Color kCarbs = Color::sRGB(0x75 / 255.0, 0xC3 / 255.0, 0xDB / 255.0);
-
-// Lays a component out in a container of `size` and returns its JSON display list.
-Json componentJson(const View& view, Size size) {
-  return testing::displayJson(layout(view, size, {&testing::bundleAssets()}),
-                              WidgetFamily::systemSmall);
-}
-
-double frameAt(const Json& item, int index) {
-  return item.at("frame").at(index).get<double>();
-}
 
 TEST(LoadingBar, FillWidthIsTheClampedProgressOfTheOfferedWidth) {
   struct Case {

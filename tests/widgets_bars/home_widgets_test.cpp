@@ -14,13 +14,10 @@
 namespace km {
 namespace {
 
+using testing::frameAt;
 using testing::Json;
 using testing::RecordBuilder;
 using testing::WidgetTestEnvironment;
-
-double frameAt(const Json& item, int index) {
-  return item.at("frame").at(index).get<double>();
-}
 
 // The "!" badges of the nutrient bars.
 size_t badgeCount(const Json& list) {

@@ -23,9 +23,9 @@ TEST(BackgroundDeepLinkTest, RegionCoversTheGivenFrame) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    const Json list =
-        displayJson(layoutAt(BackgroundDeepLink{c.width, c.height, c.name}.body(), {158, 158}),
-                    WidgetFamily::systemSmall);
+    const DisplayList raw =
+        layoutAt(BackgroundDeepLink{c.width, c.height, c.name}.body(), {158, 158});
+    const Json list = displayJson(raw, WidgetFamily::systemSmall);
     const std::vector<Json> link = itemsOfType(list, "link");
     ASSERT_EQ(link.size(), 1u);
     EXPECT_EQ(link[0].at("url"), std::string("kalomate://diary-widget-") + c.name);
@@ -35,8 +35,6 @@ TEST(BackgroundDeepLinkTest, RegionCoversTheGivenFrame) {
     EXPECT_EQ(label[0].at("text"), std::string(84, ' ') + std::string(7, '\n'));
     EXPECT_EQ(label[0].at("color"), "#00000000");
     // A tap in the middle of the region opens the diary.
-    const DisplayList raw =
-        layoutAt(BackgroundDeepLink{c.width, c.height, c.name}.body(), {158, 158});
     EXPECT_EQ(urlAt(raw, {c.frame[0] + c.frame[2] / 2, c.frame[1] + c.frame[3] / 2}),
               std::string("kalomate://diary-widget-") + c.name);
   }

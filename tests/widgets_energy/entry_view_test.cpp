@@ -1,8 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <sstream>
 
 #include "host/km_widget_entry_view.h"
+#include "model/extension_log.h"
 #include "widget_support/widget_support.h"
 #include "widgets/home/medium_widget.h"
 #include "widgets/home/medium_widget_energy_buttons.h"
@@ -22,13 +23,54 @@ namespace {
 
 using namespace km::testing;
 using F = WidgetFamily;
-using Expected = std::function<View(const NutritionEntry&)>;
+using Expected = View (*)(const NutritionEntry&);
+
+// What each widget draws when made directly, with the arguments the entry view must pass.
+View calorieDonut(const NutritionEntry& e) {
+  return SmallWidget{e}.body();
+}
+View history(const NutritionEntry& e) {
+  return MediumWidget{e, 5}.body();
+}
+View energy(const NutritionEntry& e) {
+  return SmallWidgetEnergy{e, false}.body();
+}
+View inlineCalories(const NutritionEntry& e) {
+  return LockscreenInlineCalories{e}.body();
+}
+View gauge(const NutritionEntry& e) {
+  return LockscreenSmallCalories{e, 20, false}.body();
+}
+View lockMacros(const NutritionEntry& e) {
+  return LockscreenMediumCalories{e}.body();
+}
+View smallBars(const NutritionEntry& e) {
+  return SmallWidgetMacros{e, true}.body();
+}
+View mediumBars(const NutritionEntry& e) {
+  return MediumWidgetEnergyMacroBars{e}.body();
+}
+View smallPie(const NutritionEntry& e) {
+  return SmallWidgetMacroPie{e, true}.body();
+}
+View mediumPie(const NutritionEntry& e) {
+  return MediumWidgetEnergyMacroPie{e}.body();
+}
+View buttons(const NutritionEntry& e) {
+  return MediumWidgetEnergyButtons{e}.body();
+}
+View barcodeButton(const NutritionEntry& e) {
+  return LockscreenSmallButton{e, "ic_barcode_24px", "barcodeScan"}.body();
+}
+View addFoodButton(const NutritionEntry& e) {
+  return LockscreenSmallButton{e, "ic_add_meal_24px", "addFood"}.body();
+}
 
 struct DispatchCase {
   const char* kind;
   F family;
   int platform;
-  Expected expected;  // empty: the entry view draws nothing
+  Expected expected;  // null: the entry view draws nothing
 };
 
 bool drawsNothing(const Json& list) {
@@ -47,81 +89,59 @@ TEST(KMWidgetEntryViewTest, DispatchTable) {
                                    .history({1800, 2100, 1900, 2500, 1200, 900, 2300})
                                    .entry();
   const DispatchCase cases[] = {
-      {"small_energy_macros", F::systemSmall, 17, [](auto& e) { return SmallWidget{e}.body(); }},
-      {"small_energy_macros", F::systemMedium, 17, {}},
-      {"medium_history", F::systemMedium, 17,
-       [](auto& e) {
-         return MediumWidget{e, 5}.body();
-       }},
-      {"medium_history", F::systemSmall, 17, {}},
-      {"small_energy", F::accessoryInline, 16,
-       [](auto& e) { return LockscreenInlineCalories{e}.body(); }},
-      {"small_energy", F::accessoryCircular, 16,
-       [](auto& e) {
-         return LockscreenSmallCalories{e, 20, false}.body();
-       }},
-      {"small_energy", F::accessoryRectangular, 17,
-       [](auto& e) { return LockscreenMediumCalories{e}.body(); }},
-      {"small_energy", F::systemSmall, 15,
-       [](auto& e) {
-         return SmallWidgetEnergy{e, false}.body();
-       }},
-      {"small_energy", F::systemSmall, 17,
-       [](auto& e) {
-         return SmallWidgetEnergy{e, false}.body();
-       }},
-      {"small_energy", F::systemMedium, 17, {}},
-      {"small_energy", F::accessoryCircular, 15, {}},
-      {"small_energy", F::accessoryInline, 15, {}},
+      {"small_energy_macros", F::systemSmall, 17, calorieDonut},
+      {"small_energy_macros", F::systemMedium, 17, nullptr},
+      {"medium_history", F::systemMedium, 17, history},
+      {"medium_history", F::systemMedium, 15, history},
+      {"medium_history", F::systemSmall, 17, nullptr},
+      {"medium_history", F::accessoryRectangular, 17, nullptr},
+      {"small_energy", F::accessoryInline, 16, inlineCalories},
+      {"small_energy", F::accessoryCircular, 16, gauge},
+      {"small_energy", F::accessoryRectangular, 16, lockMacros},
+      {"small_energy", F::accessoryRectangular, 17, lockMacros},
+      {"small_energy", F::systemSmall, 15, energy},
+      {"small_energy", F::systemSmall, 17, energy},
+      {"small_energy", F::systemMedium, 17, nullptr},
+      {"small_energy", F::accessoryCircular, 15, nullptr},
+      {"small_energy", F::accessoryInline, 15, nullptr},
+      {"small_energy", F::accessoryRectangular, 15, nullptr},
       // The macro kinds outside the gallery have no family test.
-      {"small_bar_macros", F::systemSmall, 17,
-       [](auto& e) {
-         return SmallWidgetMacros{e, true}.body();
-       }},
-      {"small_bar_macros", F::accessoryCircular, 16,
-       [](auto& e) {
-         return SmallWidgetMacros{e, true}.body();
-       }},
-      {"medium_bar_macros", F::systemMedium, 17,
-       [](auto& e) { return MediumWidgetEnergyMacroBars{e}.body(); }},
-      {"medium_bar_macros", F::systemSmall, 15,
-       [](auto& e) { return MediumWidgetEnergyMacroBars{e}.body(); }},
-      {"small_pie_macros", F::systemMedium, 17,
-       [](auto& e) {
-         return SmallWidgetMacroPie{e, true}.body();
-       }},
-      {"medium_pie_macros", F::accessoryCircular, 15,
-       [](auto& e) { return MediumWidgetEnergyMacroPie{e}.body(); }},
-      {"medium_pie_macros", F::accessoryRectangular, 16,
-       [](auto& e) { return LockscreenMediumCalories{e}.body(); }},
-      {"medium_pie_macros", F::systemMedium, 17,
-       [](auto& e) { return MediumWidgetEnergyMacroPie{e}.body(); }},
-      {"medium_pie_macros", F::accessoryCircular, 16, {}},
-      {"medium_pie_macros", F::systemSmall, 17, {}},
-      {"medium_buttons", F::accessoryCircular, 16,
-       [](auto& e) {
-         return LockscreenSmallButton{e, "ic_barcode_24px", "barcodeScan"}.body();
-       }},
-      {"medium_buttons", F::accessoryCircular, 15, {}},
-      {"medium_buttons", F::systemMedium, 15,
-       [](auto& e) { return MediumWidgetEnergyButtons{e}.body(); }},
-      {"medium_buttons", F::systemSmall, 17, {}},
-      {"lockscreen_button", F::systemSmall, 17,
-       [](auto& e) {
-         return LockscreenSmallButton{e, "ic_add_meal_24px", "addFood"}.body();
-       }},
-      {"lockscreen_button", F::accessoryCircular, 16,
-       [](auto& e) {
-         return LockscreenSmallButton{e, "ic_add_meal_24px", "addFood"}.body();
-       }},
-      {"lockscreen_calories", F::accessoryCircular, 17, {}},
-      {"Small_Energy", F::systemSmall, 17, {}},
-      {"", F::systemSmall, 17, {}},
+      {"small_bar_macros", F::systemSmall, 17, smallBars},
+      {"small_bar_macros", F::systemMedium, 15, smallBars},
+      {"small_bar_macros", F::accessoryCircular, 16, smallBars},
+      {"medium_bar_macros", F::systemMedium, 17, mediumBars},
+      {"medium_bar_macros", F::systemSmall, 15, mediumBars},
+      {"small_pie_macros", F::systemSmall, 17, smallPie},
+      {"small_pie_macros", F::systemMedium, 16, smallPie},
+      {"small_pie_macros", F::systemMedium, 17, smallPie},
+      {"medium_pie_macros", F::systemMedium, 17, mediumPie},
+      // Before lock-screen widgets the medium pie is drawn whatever the family.
+      {"medium_pie_macros", F::accessoryCircular, 15, mediumPie},
+      {"medium_pie_macros", F::systemSmall, 15, mediumPie},
+      {"medium_pie_macros", F::accessoryRectangular, 16, lockMacros},
+      {"medium_pie_macros", F::accessoryRectangular, 17, lockMacros},
+      {"medium_pie_macros", F::accessoryCircular, 16, nullptr},
+      {"medium_pie_macros", F::systemSmall, 16, nullptr},
+      {"medium_pie_macros", F::systemSmall, 17, nullptr},
+      {"medium_buttons", F::accessoryCircular, 16, barcodeButton},
+      {"medium_buttons", F::accessoryCircular, 17, barcodeButton},
+      {"medium_buttons", F::accessoryCircular, 15, nullptr},
+      {"medium_buttons", F::systemMedium, 15, buttons},
+      {"medium_buttons", F::systemMedium, 17, buttons},
+      {"medium_buttons", F::systemSmall, 17, nullptr},
+      // No family test for this kind: a home-screen family still gets the add-food button.
+      {"lockscreen_button", F::systemSmall, 17, addFoodButton},
+      {"lockscreen_button", F::accessoryCircular, 16, addFoodButton},
+      {"lockscreen_calories", F::accessoryCircular, 17, nullptr},
+      {"Small_Energy", F::systemSmall, 17, nullptr},
+      {"", F::systemSmall, 17, nullptr},
   };
   for (const DispatchCase& c : cases) {
     SCOPED_TRACE(std::string(c.kind) + " " + std::string(familyName(c.family)) + " on " +
                  std::to_string(c.platform));
     WidgetTestEnvironment env("en", c.platform);
+    std::ostringstream log;  // the pie charts log their angles
+    ScopedExtensionLog capture(log);
     const Json drawn = widgetJson(KMWidgetEntryView{entry, c.family, c.kind}.body(), c.family);
     if (!c.expected) {
       EXPECT_TRUE(drawsNothing(drawn)) << drawn.dump().substr(0, 300);

@@ -48,8 +48,7 @@ TEST(ProgressRingTest, VisibleStates) {
   };
   for (const RingCase& c : cases) {
     SCOPED_TRACE(c.progress);
-    const Json list = displayJson(layoutAt(ProgressRing{c.progress, 10}.body(), {100, 100}),
-                                  WidgetFamily::systemSmall);
+    const Json list = componentJson(ProgressRing{c.progress, 10}.body(), {100, 100});
     const std::vector<Json> all = shapes(list);
     ASSERT_FALSE(all.empty());
     const Json& track = all[0];
@@ -102,8 +101,7 @@ TEST(ProgressRingTest, VisibleStates) {
 // A negative progress keeps the light track and the start dot, and its arc shows nothing.
 TEST(ProgressRingTest, NegativeProgressDrawsNoArc) {
   WidgetTestEnvironment env;
-  const Json list =
-      displayJson(layoutAt(ProgressRing{-0.3, 10}.body(), {100, 100}), WidgetFamily::systemSmall);
+  const Json list = componentJson(ProgressRing{-0.3, 10}.body(), {100, 100});
   const std::vector<Json> all = shapes(list);
   ASSERT_FALSE(all.empty());
   EXPECT_EQ(all[0].at("stroke"), kLight);
@@ -123,8 +121,7 @@ TEST(ProgressRingTest, NegativeProgressDrawsNoArc) {
 // In a wide frame the ring's diameter is the height and the dots sit on its centre line.
 TEST(ProgressRingTest, NonSquareFrameUsesTheSmallerSide) {
   WidgetTestEnvironment env;
-  const Json list =
-      displayJson(layoutAt(ProgressRing{1.0, 6}.body(), {120, 80}), WidgetFamily::systemSmall);
+  const Json list = componentJson(ProgressRing{1.0, 6}.body(), {120, 80});
   const std::vector<Json> all = shapes(list);
   ASSERT_EQ(all.size(), 4u);  // track, arc, start dot, end dot
   for (int i : {2, 3}) {

@@ -5,6 +5,7 @@
 #include <set>
 #include <sstream>
 
+#include "fixtures/kmwidget_run.h"
 #include "fixtures/temp_dir.h"
 #include "kmwidget/cli.h"
 #include "model/widget_nutrition_summary.h"
@@ -14,19 +15,6 @@ namespace km {
 namespace {
 
 using namespace km::testing;
-
-struct ToolRun {
-  int status;
-  std::string out;
-  std::string err;
-};
-
-ToolRun kmwidget(std::vector<std::string> args) {
-  std::ostringstream out, err;
-  std::istringstream in;
-  const int status = cli::runKmwidget(args, {out, err, in});
-  return {status, out.str(), err.str()};
-}
 
 std::string readFile(const std::filesystem::path& path) {
   std::ifstream in(path);
@@ -42,7 +30,7 @@ TEST(RenderCommandTest, DefaultRendersTheWholeBundle) {
   TempDir dir;
   const ToolRun run =
       kmwidget({"render", "--store", dir.file("empty.sqlite"), "-o", dir.file("out")});
-  ASSERT_EQ(run.status, 0) << run.err;
+  ASSERT_EQ(run.code, 0) << run.err;
   std::set<std::string> files;
   for (const auto& e : std::filesystem::directory_iterator(dir.path() / "out")) {
     files.insert(e.path().filename().string());
@@ -75,7 +63,7 @@ TEST(RenderCommandTest, Platform15DrawsHomeScreenOnly) {
   TempDir dir;
   const ToolRun run = kmwidget({"render", "--os", "15", "--store", dir.file("empty.sqlite"), "-o",
                                 dir.file("out"), "--format", "json"});
-  ASSERT_EQ(run.status, 0) << run.err;
+  ASSERT_EQ(run.code, 0) << run.err;
   int count = 0;
   for (const auto& e : std::filesystem::directory_iterator(dir.path() / "out")) {
     ++count;
@@ -95,7 +83,7 @@ TEST(RenderCommandTest, OneWidgetAsJsonFromARecordFile) {
   const ToolRun run = kmwidget({"render", "--kind", "small_energy", "--family", "accessoryInline",
                                 "--format", "json", "--record", dir.file("record.json"), "--now",
                                 "2024-03-14T12:00:00+01:00", "--tz", "Europe/Berlin"});
-  ASSERT_EQ(run.status, 0) << run.err;
+  ASSERT_EQ(run.code, 0) << run.err;
   const Json list = Json::parse(run.out);
   EXPECT_EQ(list.at("kind"), "small_energy");
   EXPECT_EQ(list.at("family"), "accessoryInline");
@@ -118,12 +106,12 @@ TEST(RenderCommandTest, UsageErrors) {
   for (std::vector<std::string> args : bad) {
     args.insert(args.end(), {"-o", dir.file("out")});
     const ToolRun run = kmwidget(args);
-    EXPECT_EQ(run.status, cli::kExitUsage) << args[1] << " " << args[2];
+    EXPECT_EQ(run.code, cli::kExitUsage) << args[1] << " " << args[2];
     EXPECT_FALSE(std::filesystem::exists(dir.path() / "out")) << args[1] << " " << args[2];
   }
   const ToolRun missing =
       kmwidget({"render", "--record", dir.file("nope.json"), "-o", dir.file("o")});
-  EXPECT_EQ(missing.status, cli::kExitFailure);
+  EXPECT_EQ(missing.code, cli::kExitFailure);
 }
 
 }  // namespace
