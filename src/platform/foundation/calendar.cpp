@@ -152,6 +152,14 @@ int Calendar::firstWeekday() const {
 }
 
 std::vector<std::string> Calendar::veryShortStandaloneWeekdaySymbols() const {
+  // Loading a locale's date symbols reads ICU's resource data (tens of microseconds) and the
+  // history widget asks on every layout; the names never change for a locale.
+  static std::mutex mutex;
+  static std::unordered_map<std::string, std::vector<std::string>> known;
+  {
+    std::lock_guard lock(mutex);
+    if (auto it = known.find(locale_); it != known.end()) return it->second;
+  }
   UErrorCode status = U_ZERO_ERROR;
   icu::DateFormatSymbols symbols(icu::Locale(locale_.c_str()), status);
   std::vector<std::string> out;
@@ -165,6 +173,9 @@ std::vector<std::string> Calendar::veryShortStandaloneWeekdaySymbols() const {
     if (i < count) names[i].toUTF8String(name);
     out.push_back(std::move(name));
   }
+  std::lock_guard lock(mutex);
+  if (known.size() >= 64) known.clear();
+  known.emplace(locale_, out);
   return out;
 }
 

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <string>
+#include <unordered_map>
 
 #include "platform/foundation/process_settings.h"
 
@@ -31,10 +33,23 @@ icu::UnicodeString fromUtf8(std::string_view text) {
 }  // namespace
 
 std::string capitalized(std::string_view text, std::string_view localeId) {
+  // Title-casing makes a word break iterator for the locale each time, which costs tens of
+  // microseconds, while widgets capitalise the same few labels on every redraw: each thread
+  // remembers its recent answers.
+  const std::string locale = localeId.empty() ? currentLocaleId() : std::string(localeId);
+  std::string key;
+  key.reserve(locale.size() + 1 + text.size());
+  key.append(locale).push_back('\0');
+  key.append(text);
+  thread_local std::unordered_map<std::string, std::string> recent;
+  if (auto it = recent.find(key); it != recent.end()) return it->second;
   icu::UnicodeString s = fromUtf8(text);
   // A null break iterator means ICU's word iterator for the locale.
-  s.toTitle(nullptr, localeFor(localeId));
-  return toUtf8(s);
+  s.toTitle(nullptr, icu::Locale(locale.c_str()));
+  std::string result = toUtf8(s);
+  if (recent.size() >= 256) recent.clear();
+  recent.emplace(std::move(key), result);
+  return result;
 }
 
 std::string lowercased(std::string_view text, std::string_view localeId) {

@@ -1,7 +1,9 @@
 #include "platform/ui/layout.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdint>
 #include <numbers>
 #include <unordered_map>
 
@@ -45,16 +47,20 @@ struct MemoKey {
   bool operator==(const MemoKey&) const = default;
 };
 
+// Keys are hashed by their bits with a multiply-and-rotate mix: std::hash<double> goes through
+// a byte-wise hash, which made hashing a visible share of a widget's layout.
 struct MemoHash {
   size_t operator()(const MemoKey& k) const {
-    size_t h = std::hash<const void*>()(k.node);
-    auto mix = [&h](double d) { h = h * 1000003u ^ std::hash<double>()(d); };
-    mix(k.pw);
-    mix(k.ph);
-    mix(k.fontSize);
-    mix(k.weight * 31 + k.lineLimit * 7 + k.axis);
-    mix(k.minScale);
-    return h;
+    uint64_t h = reinterpret_cast<uintptr_t>(k.node);
+    auto mix = [&h](uint64_t v) { h = std::rotl((h ^ v) * 0x9E3779B97F4A7C15ull, 29); };
+    mix(std::bit_cast<uint64_t>(k.pw));
+    mix(std::bit_cast<uint64_t>(k.ph));
+    mix(std::bit_cast<uint64_t>(k.fontSize));
+    mix(std::bit_cast<uint64_t>(k.minScale));
+    mix(static_cast<uint64_t>(static_cast<uint32_t>(k.weight)) << 40 ^
+        static_cast<uint64_t>(static_cast<uint32_t>(k.lineLimit)) << 8 ^
+        static_cast<uint64_t>(static_cast<uint32_t>(k.axis + 1)));
+    return static_cast<size_t>(h ^ (h >> 32));
   }
 };
 
@@ -154,7 +160,11 @@ struct ChildLayout {
 
 class Layouter {
  public:
-  explicit Layouter(const LayoutOptions& options) : options_(options) {}
+  explicit Layouter(const LayoutOptions& options) : options_(options) {
+    // A widget asks a few hundred sizes; growing the tables as it goes cost more than this.
+    memo_.reserve(512);
+    pinned_.reserve(512);
+  }
 
   Size size(const View& v, ProposedSize p, const Env& env) {
     const MemoKey key{v.node().get(),

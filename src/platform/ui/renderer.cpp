@@ -621,32 +621,74 @@ void cairoMatrix(const AffineTransform& t, cairo_matrix_t* m) {
   cairo_matrix_init(m, t.xx, t.yx, t.xy, t.yy, t.x0, t.y0);
 }
 
-// Three box blurs approximate a Gaussian; `r` is each box's half-width in pixels.
+// Three box blurs approximate a Gaussian; `r` is each box's half-width in pixels. Each blur
+// runs along the rows, then down the columns with one running sum per column, so that both
+// passes read memory in order and the column pass vectorises. A window's mean is a multiply by
+// a reciprocal and a shift, exact for every sum a window of up to 129 pixels can hold, and
+// several times cheaper than dividing.
 void boxBlurA8(cairo_surface_t* s, int r) {
+  r = std::min(r, 64);
   if (r <= 0) return;
   cairo_surface_flush(s);
   unsigned char* data = cairo_image_surface_get_data(s);
   const int w = cairo_image_surface_get_width(s), h = cairo_image_surface_get_height(s);
   const int stride = cairo_image_surface_get_stride(s);
-  std::vector<unsigned char> line(static_cast<size_t>(std::max(w, h)));
-  auto pass = [&](unsigned char* base, int n, int step) {
-    int sum = 0;
-    for (int i = -r; i <= r; ++i)
-      sum += (i >= 0 && i < n) ? base[i * step] : 0;
-    for (int i = 0; i < n; ++i) {
-      line[static_cast<size_t>(i)] = static_cast<unsigned char>(sum / (2 * r + 1));
-      const int add = i + r + 1, drop = i - r;
-      if (add < n) sum += base[add * step];
-      if (drop >= 0) sum -= base[drop * step];
-    }
-    for (int i = 0; i < n; ++i)
-      base[i * step] = line[static_cast<size_t>(i)];
-  };
+  constexpr int kShift = 22;
+  const uint32_t inverse = (uint32_t{1} << kShift) / static_cast<uint32_t>(2 * r + 1) + 1;
+  std::vector<unsigned char> rows(static_cast<size_t>(w) * static_cast<size_t>(h));
+  std::vector<uint32_t> sums(static_cast<size_t>(w));
+  auto row = [&](int y) { return data + static_cast<ptrdiff_t>(y) * stride; };
+  auto rowCopy = [&](int y) { return rows.data() + static_cast<ptrdiff_t>(y) * w; };
   for (int k = 0; k < 3; ++k) {
-    for (int y = 0; y < h; ++y)
-      pass(data + static_cast<ptrdiff_t>(y) * stride, w, 1);
-    for (int x = 0; x < w; ++x)
-      pass(data + x, h, stride);
+    for (int y = 0; y < h; ++y) {
+      const unsigned char* in = row(y);
+      unsigned char* out = rowCopy(y);
+      uint32_t sum = 0;
+      for (int i = 0; i <= r && i < w; ++i)
+        sum += in[i];
+      // The window enters and leaves the row in three stretches, so the middle one, where
+      // both ends are inside, needs no bounds tests.
+      const int enterEnd = std::min(w, r + 1);
+      const int leaveStart = std::max(enterEnd, w - r - 1);
+      int x = 0;
+      for (; x < enterEnd; ++x) {
+        out[x] = static_cast<unsigned char>((sum * inverse) >> kShift);
+        if (x + r + 1 < w) sum += in[x + r + 1];
+        if (x - r >= 0) sum -= in[x - r];
+      }
+      for (; x < leaveStart; ++x) {
+        out[x] = static_cast<unsigned char>((sum * inverse) >> kShift);
+        sum += in[x + r + 1];
+        sum -= in[x - r];
+      }
+      for (; x < w; ++x) {
+        out[x] = static_cast<unsigned char>((sum * inverse) >> kShift);
+        if (x + r + 1 < w) sum += in[x + r + 1];
+        if (x - r >= 0) sum -= in[x - r];
+      }
+    }
+    std::fill(sums.begin(), sums.end(), 0u);
+    uint32_t* sum = sums.data();
+    for (int y = 0; y <= r && y < h; ++y) {
+      const unsigned char* in = rowCopy(y);
+      for (int x = 0; x < w; ++x)
+        sum[x] += in[x];
+    }
+    for (int y = 0; y < h; ++y) {
+      unsigned char* out = row(y);
+      for (int x = 0; x < w; ++x)
+        out[x] = static_cast<unsigned char>((sum[x] * inverse) >> kShift);
+      if (y + r + 1 < h) {
+        const unsigned char* in = rowCopy(y + r + 1);
+        for (int x = 0; x < w; ++x)
+          sum[x] += in[x];
+      }
+      if (y - r >= 0) {
+        const unsigned char* in = rowCopy(y - r);
+        for (int x = 0; x < w; ++x)
+          sum[x] -= in[x];
+      }
+    }
   }
   cairo_surface_mark_dirty(s);
 }
@@ -698,8 +740,10 @@ void drawShadow(cairo_t* cr, const DisplayItem& item, const Shadow& sh, const Re
   const double height = (maxY - minY) * extra + 2 * margin;
   if (!(width > 0 && height > 0 && width <= 8192 && height <= 8192)) return;
   if (!std::isfinite(minX * extra) || !std::isfinite(minY * extra)) return;
-  const double dx0 = minX * extra - margin, dy0 = minY * extra - margin;
-  const int w = static_cast<int>(std::ceil(width)), h = static_cast<int>(std::ceil(height));
+  // The mask starts on a whole pixel: the content is drawn into it at its exact position, and
+  // the mask then lands on the target without being resampled (which costs ten times the blur).
+  const double dx0 = std::floor(minX * extra - margin), dy0 = std::floor(minY * extra - margin);
+  const int w = static_cast<int>(std::ceil(width)) + 1, h = static_cast<int>(std::ceil(height)) + 1;
   cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, w, h);
   cairo_t* mc = cairo_create(mask);
   cairo_translate(mc, -dx0, -dy0);
