@@ -9,11 +9,11 @@ packages=(
   # foundation and analytics
   libsqlite3-dev libicu-dev libcurl4-openssl-dev nlohmann-json3-dev libcli11-dev
   # drawing and fonts
-  libcairo2-dev libpango1.0-dev libfribidi-dev librsvg2-dev libspng-dev libfontconfig-dev
-  libexpat1-dev
+  libcairo2-dev libpango1.0-dev libfribidi-dev librsvg2-dev libfontconfig-dev libexpat1-dev
+  zlib1g-dev libdeflate-dev
   fonts-inter fonts-noto-core fonts-noto-cjk
   # tests and benchmarks
-  libgtest-dev libgmock-dev libbenchmark-dev
+  libgtest-dev libgmock-dev libbenchmark-dev libspng-dev
 )
 
 missing=()

@@ -3,15 +3,20 @@
 #include <cairo-pdf.h>
 #include <cairo-svg.h>
 #include <cairo.h>
-#include <spng.h>
+#include <libdeflate.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <numbers>
+#include <optional>
+#include <thread>
+#include <vector>
 
 #include "platform/ui/text_engine.h"
 
@@ -693,7 +698,92 @@ void boxBlurA8(cairo_surface_t* s, int r) {
   cairo_surface_mark_dirty(s);
 }
 
-void drawShadow(cairo_t* cr, const DisplayItem& item, const Shadow& sh, const RenderOptions& o) {
+bool nearlyEqual(double a, double b) {
+  return std::abs(a - b) <= 1e-9 * std::max(1.0, std::max(std::abs(a), std::abs(b)));
+}
+
+bool samePoint(Point a, Point b) {
+  return nearlyEqual(a.x, b.x) && nearlyEqual(a.y, b.y);
+}
+
+bool samePath(const Path& a, const Path& b) {
+  if (a.elements().size() != b.elements().size()) return false;
+  for (size_t i = 0; i < a.elements().size(); ++i) {
+    const Path::Element& x = a.elements()[i];
+    const Path::Element& y = b.elements()[i];
+    if (x.index() != y.index()) return false;
+    if (const auto* m = std::get_if<Path::MoveTo>(&x)) {
+      if (!samePoint(m->to, std::get<Path::MoveTo>(y).to)) return false;
+    } else if (const auto* l = std::get_if<Path::LineTo>(&x)) {
+      if (!samePoint(l->to, std::get<Path::LineTo>(y).to)) return false;
+    } else if (const auto* c = std::get_if<Path::CurveTo>(&x)) {
+      const auto& d = std::get<Path::CurveTo>(y);
+      if (!samePoint(c->control1, d.control1) || !samePoint(c->control2, d.control2) ||
+          !samePoint(c->to, d.to)) {
+        return false;
+      }
+    } else if (const auto* r = std::get_if<Path::Arc>(&x)) {
+      const auto& q = std::get<Path::Arc>(y);
+      if (!samePoint(r->center, q.center) || !nearlyEqual(r->radius, q.radius) ||
+          !nearlyEqual(r->startAngle, q.startAngle) || !nearlyEqual(r->sweep, q.sweep)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+// Blurred shadow masks already made while drawing one display list. Rows of identical views
+// (the buttons of a grid) cast identical shadows: a shape that matches an earlier one in
+// outline, transform and sub-pixel position reuses its mask, moved by whole pixels.
+class ShadowMasks {
+ public:
+  struct Key {
+    Path outline;  // the shape's path, relative to its frame's origin
+    bool stroked = false;
+    StrokeStyle style;
+    cairo_matrix_t ctm{};  // the linear part is compared; the offset is in `phase`
+    Point phase;           // the frame origin's position in the mask, in mask pixels
+    int width = 0, height = 0, box = 0;
+  };
+
+  ShadowMasks() = default;
+  ShadowMasks(const ShadowMasks&) = delete;
+  ShadowMasks& operator=(const ShadowMasks&) = delete;
+  ~ShadowMasks() {
+    for (Entry& e : entries_)
+      cairo_surface_destroy(e.mask);
+  }
+
+  cairo_surface_t* find(const Key& key) const {
+    for (const Entry& e : entries_) {
+      if (matches(e.key, key)) return e.mask;
+    }
+    return nullptr;
+  }
+
+  void add(Key key, cairo_surface_t* mask) {
+    if (entries_.size() >= 16) return;  // enough for any widget's repeated shadows
+    entries_.push_back({std::move(key), cairo_surface_reference(mask)});
+  }
+
+ private:
+  struct Entry {
+    Key key;
+    cairo_surface_t* mask;
+  };
+  static bool matches(const Key& a, const Key& b) {
+    return a.width == b.width && a.height == b.height && a.box == b.box && a.stroked == b.stroked &&
+           a.style == b.style && nearlyEqual(a.ctm.xx, b.ctm.xx) &&
+           nearlyEqual(a.ctm.yx, b.ctm.yx) && nearlyEqual(a.ctm.xy, b.ctm.xy) &&
+           nearlyEqual(a.ctm.yy, b.ctm.yy) && std::abs(a.phase.x - b.phase.x) < 1e-6 &&
+           std::abs(a.phase.y - b.phase.y) < 1e-6 && samePath(a.outline, b.outline);
+  }
+  std::vector<Entry> entries_;
+};
+
+void drawShadow(cairo_t* cr, const DisplayItem& item, const Shadow& sh, const RenderOptions& o,
+                ShadowMasks& masks) {
   ColorTreatment base(o, item.accentable, item.opacity);
   const RGBA color = base(sh.color);
   if (color.alpha <= 0) return;
@@ -744,17 +834,38 @@ void drawShadow(cairo_t* cr, const DisplayItem& item, const Shadow& sh, const Re
   // the mask then lands on the target without being resampled (which costs ten times the blur).
   const double dx0 = std::floor(minX * extra - margin), dy0 = std::floor(minY * extra - margin);
   const int w = static_cast<int>(std::ceil(width)) + 1, h = static_cast<int>(std::ceil(height)) + 1;
-  cairo_surface_t* mask = cairo_image_surface_create(CAIRO_FORMAT_A8, w, h);
-  cairo_t* mc = cairo_create(mask);
-  cairo_translate(mc, -dx0, -dy0);
-  cairo_scale(mc, extra, extra);
-  cairo_transform(mc, &ctm);
-  ColorTreatment solid(o, item.accentable, 1);
-  solid.setOverride({0, 0, 0, 1});
-  drawContent(mc, item, o, solid);
-  cairo_destroy(mc);
   const int box = static_cast<int>(std::lround(sigma * 0.8));
-  boxBlurA8(mask, box);
+  std::optional<ShadowMasks::Key> key;
+  if (const auto* shape = std::get_if<DisplayShape>(&item.content)) {
+    const Rect& frame = item.frame;
+    double px = frame.x, py = frame.y;
+    cairo_user_to_device(cr, &px, &py);
+    key =
+        ShadowMasks::Key{shape->path.transformed(AffineTransform::translation(-frame.x, -frame.y)),
+                         !shape->fill && shape->stroke,
+                         shape->strokeStyle,
+                         ctm,
+                         {px * extra - dx0, py * extra - dy0},
+                         w,
+                         h,
+                         box};
+  }
+  cairo_surface_t* mask = key ? masks.find(*key) : nullptr;
+  if (mask) {
+    cairo_surface_reference(mask);
+  } else {
+    mask = cairo_image_surface_create(CAIRO_FORMAT_A8, w, h);
+    cairo_t* mc = cairo_create(mask);
+    cairo_translate(mc, -dx0, -dy0);
+    cairo_scale(mc, extra, extra);
+    cairo_transform(mc, &ctm);
+    ColorTreatment solid(o, item.accentable, 1);
+    solid.setOverride({0, 0, 0, 1});
+    drawContent(mc, item, o, solid);
+    cairo_destroy(mc);
+    boxBlurA8(mask, box);
+    if (key) masks.add(std::move(*key), mask);
+  }
   cairo_save(cr);
   cairo_identity_matrix(cr);
   double ox = sh.x, oy = sh.y;
@@ -808,6 +919,7 @@ void drawDisplayList(cairo_t* cr, const DisplayList& list, const RenderOptions& 
       break;
     }
   }
+  ShadowMasks shadowMasks;
   for (const DisplayItem& item : list.items) {
     if (std::holds_alternative<DisplayLink>(item.content) || item.opacity <= 0) continue;
     const Rect& f = item.frame;
@@ -831,7 +943,7 @@ void drawDisplayList(cairo_t* cr, const DisplayList& list, const RenderOptions& 
       cairo_transform(cr, &m);
     }
     for (const Shadow& shadow : item.shadows)
-      drawShadow(cr, item, shadow, o);
+      drawShadow(cr, item, shadow, o, shadowMasks);
     drawContent(cr, item, o, ColorTreatment(o, item.accentable, item.opacity));
     cairo_restore(cr);
   }
@@ -896,67 +1008,199 @@ RasterImage renderImage(const DisplayList& list, const RenderOptions& o) {
   return RasterImage(surface);
 }
 
+namespace {
+
+constexpr size_t kWindow = 32768;  // deflate's window: how far back a part may refer
+
+// One scanline as PNG stores it: the filter type (0, none; widget art is mostly flat colour,
+// where unfiltered rows deflate as well as filtered ones and the filter search would cost
+// several times the compression), then straight RGBA bytes. Cairo keeps premultiplied
+// native-endian ARGB.
+void scanline(const unsigned char* data, int stride, int width, int y, uint8_t* out) {
+  const auto* row = reinterpret_cast<const uint32_t*>(data + static_cast<ptrdiff_t>(y) * stride);
+  *out++ = 0;
+  // Every pixel as if opaque first (a plain byte shuffle the compiler vectorises), then the
+  // few translucent ones, at shape edges, again with their alpha divided out.
+  if constexpr (std::endian::native == std::endian::little) {
+    // In memory a pixel is B, G, R, A: swapping the first and third bytes gives R, G, B, A.
+    for (int x = 0; x < width; ++x) {
+      const uint32_t px = row[x];
+      const uint32_t rgba = (px & 0xFF00FF00u) | ((px >> 16) & 0xFFu) | ((px & 0xFFu) << 16);
+      std::memcpy(out + 4 * x, &rgba, 4);
+    }
+  } else {
+    for (int x = 0; x < width; ++x) {
+      const uint32_t px = row[x];
+      uint8_t* o = out + 4 * x;
+      o[0] = static_cast<uint8_t>(px >> 16);
+      o[1] = static_cast<uint8_t>(px >> 8);
+      o[2] = static_cast<uint8_t>(px);
+      o[3] = static_cast<uint8_t>(px >> 24);
+    }
+  }
+  // Premultiplied, a transparent pixel is all zeros already, so only alphas strictly between
+  // 0 and 255 need the division. Blocks of pixels without any are skipped after one test.
+  constexpr int kBlock = 16;
+  for (int x0 = 0; x0 < width; x0 += kBlock) {
+    const int end = std::min(width, x0 + kBlock);
+    uint32_t translucent = 0;
+    for (int x = x0; x < end; ++x)
+      translucent |= static_cast<uint32_t>((row[x] >> 24) - 1u < 254u);
+    if (!translucent) continue;
+    for (int x = x0; x < end; ++x) {
+      const uint32_t px = row[x];
+      const uint32_t a = px >> 24;
+      if (a - 1u >= 254u) continue;
+      uint8_t* o = out + 4 * x;
+      o[0] = static_cast<uint8_t>((((px >> 16) & 255) * 255 + a / 2) / a);
+      o[1] = static_cast<uint8_t>((((px >> 8) & 255) * 255 + a / 2) / a);
+      o[2] = static_cast<uint8_t>(((px & 255) * 255 + a / 2) / a);
+    }
+  }
+}
+
+// A run of scanlines deflated on its own as raw deflate data that continues the stream of the
+// runs before it: primed with the bytes just before it (what a single stream would have in
+// its window) and, unless it is the last, ended by a sync flush on a byte boundary, so the
+// runs simply concatenate (the way pigz compresses in parallel).
+struct DeflatedRows {
+  std::vector<uint8_t> bytes;
+  uint32_t adler = 1;  // of the uncompressed bytes of this run alone
+  size_t length = 0;
+  bool ok = false;
+};
+
+DeflatedRows deflateRows(const RasterImage& image, int y0, int y1, bool last, int level) {
+  DeflatedRows run;
+  cairo_surface_t* s = image.surface();
+  const unsigned char* data = cairo_image_surface_get_data(s);
+  const int stride = cairo_image_surface_get_stride(s);
+  const int width = image.width();
+  std::vector<uint8_t> line(static_cast<size_t>(width) * 4 + 1);
+  z_stream z{};
+  if (deflateInit2(&z, level, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK) return run;
+  if (y0 > 0) {
+    const int rows = std::min(y0, static_cast<int>((kWindow + line.size() - 1) / line.size()));
+    std::vector<uint8_t> before(static_cast<size_t>(rows) * line.size());
+    for (int i = 0; i < rows; ++i) {
+      scanline(data, stride, width, y0 - rows + i,
+               before.data() + static_cast<size_t>(i) * line.size());
+    }
+    const size_t take = std::min(before.size(), kWindow);
+    deflateSetDictionary(&z, before.data() + before.size() - take, static_cast<uInt>(take));
+  }
+  // The output grows as it fills (untouched capacity would still cost resident pages).
+  constexpr size_t kStep = 64 * 1024;
+  run.bytes.resize(kStep);
+  z.next_out = run.bytes.data();
+  z.avail_out = static_cast<uInt>(run.bytes.size());
+  auto room = [&run, &z] {
+    const size_t used = run.bytes.size() - z.avail_out;
+    run.bytes.resize(run.bytes.size() + kStep);
+    z.next_out = run.bytes.data() + used;
+    z.avail_out = static_cast<uInt>(run.bytes.size() - used);
+  };
+  bool ok = true;
+  for (int y = y0; y < y1 && ok; ++y) {
+    scanline(data, stride, width, y, line.data());
+    // libdeflate's checksum is several times faster than zlib's.
+    run.adler = libdeflate_adler32(run.adler, line.data(), line.size());
+    run.length += line.size();
+    z.next_in = line.data();
+    z.avail_in = static_cast<uInt>(line.size());
+    const int flush = y + 1 < y1 ? Z_NO_FLUSH : (last ? Z_FINISH : Z_SYNC_FLUSH);
+    while (true) {
+      const int status = deflate(&z, flush);
+      if (status == Z_STREAM_ERROR) {
+        ok = false;
+        break;
+      }
+      if (flush == Z_FINISH ? status == Z_STREAM_END : (z.avail_in == 0 && z.avail_out > 0)) {
+        break;
+      }
+      if (z.avail_out == 0) room();
+    }
+  }
+  run.bytes.resize(run.bytes.size() - z.avail_out);
+  deflateEnd(&z);
+  run.ok = ok;
+  return run;
+}
+
+void appendChunk(std::vector<uint8_t>& png, const char* type, const uint8_t* data, size_t size) {
+  auto be32 = [&png](uint32_t v) {
+    for (int shift = 24; shift >= 0; shift -= 8)
+      png.push_back(static_cast<uint8_t>(v >> shift));
+  };
+  be32(static_cast<uint32_t>(size));
+  const size_t start = png.size();
+  png.insert(png.end(), type, type + 4);
+  if (size > 0) png.insert(png.end(), data, data + size);
+  be32(libdeflate_crc32(0, png.data() + start, png.size() - start));
+}
+
+}  // namespace
+
 Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compressionLevel) {
   const int w = image.width(), h = image.height();
   if (w <= 0 || h <= 0) return Error{"cannot encode an empty image"};
-  cairo_surface_t* s = image.surface();
-  cairo_surface_flush(s);
-  const unsigned char* data = cairo_image_surface_get_data(s);
-  const int stride = cairo_image_surface_get_stride(s);
-  spng_ctx* ctx = spng_ctx_new(SPNG_CTX_ENCODER);
-  if (!ctx) return Error{"cannot create a PNG encoder"};
-  auto failed = [ctx](int err) -> Error {
-    spng_ctx_free(ctx);
-    return Error{std::string("PNG encoding failed: ") + spng_strerror(err)};
-  };
-  spng_set_option(ctx, SPNG_ENCODE_TO_BUFFER, 1);
-  spng_set_option(ctx, SPNG_IMG_COMPRESSION_LEVEL, compressionLevel);
-  // Widget art is mostly flat colour, where unfiltered rows deflate as well as filtered ones
-  // (often better) and the per-row filter search would cost several times the compression.
-  spng_set_option(ctx, SPNG_FILTER_CHOICE, SPNG_DISABLE_FILTERING);
-  spng_ihdr ihdr{};
-  ihdr.width = static_cast<uint32_t>(w);
-  ihdr.height = static_cast<uint32_t>(h);
-  ihdr.bit_depth = 8;
-  ihdr.color_type = SPNG_COLOR_TYPE_TRUECOLOR_ALPHA;
-  spng_set_ihdr(ctx, &ihdr);
-  // Row by row, so that only one row of converted pixels exists at a time rather than a copy
-  // of the whole image (two megabytes for a medium widget at scale 3).
-  int err = spng_encode_image(ctx, nullptr, 0, SPNG_FMT_PNG,
-                              SPNG_ENCODE_PROGRESSIVE | SPNG_ENCODE_FINALIZE);
-  if (err) return failed(err);
-  std::vector<uint8_t> rgba(static_cast<size_t>(w) * 4);
-  for (int y = 0; y < h; ++y) {
-    // Cairo keeps premultiplied native-endian ARGB; PNG wants straight RGBA bytes.
-    const auto* row = reinterpret_cast<const uint32_t*>(data + static_cast<ptrdiff_t>(y) * stride);
-    uint8_t* out = rgba.data();
-    for (int x = 0; x < w; ++x) {
-      const uint32_t px = row[x];
-      const uint32_t a = px >> 24;
-      if (a == 255) {
-        out[0] = static_cast<uint8_t>(px >> 16);
-        out[1] = static_cast<uint8_t>(px >> 8);
-        out[2] = static_cast<uint8_t>(px);
-      } else if (a == 0) {
-        out[0] = out[1] = out[2] = 0;
-      } else {
-        out[0] = static_cast<uint8_t>((((px >> 16) & 255) * 255 + a / 2) / a);
-        out[1] = static_cast<uint8_t>((((px >> 8) & 255) * 255 + a / 2) / a);
-        out[2] = static_cast<uint8_t>(((px & 255) * 255 + a / 2) / a);
-      }
-      out[3] = static_cast<uint8_t>(a);
-      out += 4;
-    }
-    err = spng_encode_row(ctx, rgba.data(), rgba.size());
-    // The last row reports the end of the image rather than success.
-    if (err && !(err == SPNG_EOI && y == h - 1)) return failed(err);
+  if (w > (1 << 24) / 4 || h > (1 << 24)) return Error{"image too large to encode"};
+  cairo_surface_flush(image.surface());
+  const int level = std::clamp(compressionLevel, 0, 9);
+  // Deflating is most of the time of turning a widget into a file: a large image is compressed
+  // in two halves at once. Each half converts its rows one at a time, so no straight-alpha copy
+  // of the whole image is ever made.
+  const bool split =
+      static_cast<int64_t>(w) * h >= 200'000 && std::thread::hardware_concurrency() >= 2;
+  const int middle = split ? h / 2 : 0;
+  std::vector<DeflatedRows> runs(split ? 2 : 1);
+  if (split) {
+    std::thread first([&] { runs[0] = deflateRows(image, 0, middle, false, level); });
+    runs[1] = deflateRows(image, middle, h, true, level);
+    first.join();
+  } else {
+    runs[0] = deflateRows(image, 0, h, true, level);
   }
-  size_t size = 0;
-  void* buffer = spng_get_png_buffer(ctx, &size, &err);
-  spng_ctx_free(ctx);
-  if (!buffer) return Error{std::string("PNG encoding failed: ") + spng_strerror(err)};
-  std::vector<uint8_t> png(static_cast<uint8_t*>(buffer), static_cast<uint8_t*>(buffer) + size);
-  std::free(buffer);
+  uLong adler = 1;
+  size_t compressed = 0;
+  for (const DeflatedRows& run : runs) {
+    if (!run.ok) return Error{"PNG encoding failed: deflate reported an error"};
+    adler = adler32_combine(adler, run.adler, static_cast<z_off_t>(run.length));
+    compressed += run.bytes.size();
+  }
+  // The zlib stream around the deflate data: a header naming the window and the level group,
+  // then the runs, then the checksum of everything uncompressed.
+  std::vector<uint8_t> stream;
+  stream.reserve(compressed + 6);
+  const uint8_t cmf = 0x78;
+  const uint8_t levelGroup = level <= 1 ? 0 : level <= 5 ? 1 : level == 6 ? 2 : 3;
+  uint8_t flg = static_cast<uint8_t>(levelGroup << 6);
+  flg = static_cast<uint8_t>(flg + (31 - (cmf * 256 + flg) % 31) % 31);
+  stream.push_back(cmf);
+  stream.push_back(flg);
+  for (const DeflatedRows& run : runs)
+    stream.insert(stream.end(), run.bytes.begin(), run.bytes.end());
+  for (int shift = 24; shift >= 0; shift -= 8)
+    stream.push_back(static_cast<uint8_t>(adler >> shift));
+
+  std::vector<uint8_t> png{0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+  png.reserve(stream.size() + 64);
+  const uint8_t header[13] = {static_cast<uint8_t>(w >> 24),
+                              static_cast<uint8_t>(w >> 16),
+                              static_cast<uint8_t>(w >> 8),
+                              static_cast<uint8_t>(w),
+                              static_cast<uint8_t>(h >> 24),
+                              static_cast<uint8_t>(h >> 16),
+                              static_cast<uint8_t>(h >> 8),
+                              static_cast<uint8_t>(h),
+                              8,   // bits per sample
+                              6,   // RGBA
+                              0,   // deflate
+                              0,   // per-row filters
+                              0};  // not interlaced
+  appendChunk(png, "IHDR", header, sizeof header);
+  appendChunk(png, "IDAT", stream.data(), stream.size());
+  appendChunk(png, "IEND", nullptr, 0);
   return png;
 }
 
