@@ -13,6 +13,13 @@ extern "C" const char* __lsan_default_suppressions() {  // NOLINT: sanitizer hoo
          "leak:libharfbuzz\nleak:libcairo\nleak:libpixman\nleak:libfreetype\n";
 }
 
+// Pango initialises fontconfig on a GLib worker thread and synchronises with GLib's own locks,
+// which ThreadSanitizer cannot see in the uninstrumented system libraries.
+extern "C" const char* __tsan_default_suppressions() {  // NOLINT: sanitizer hook
+  return "race:libpangoft2\nrace:libpango-1.0\nrace:libfontconfig\nrace:libglib\n"
+         "race:libgobject\nrace:libharfbuzz\nrace:libcairo\nrace:libfreetype\n";
+}
+
 int main(int argc, char** argv) {
   // Drawing makes a few large one-off buffers (a widget at scale 3 is about 2 MB) on two
   // threads. Left to its defaults, the allocator raises its threshold for mapping such buffers
