@@ -98,8 +98,14 @@ StampedCache<Result<StringsTable>>& tableCache() {
   return cache;
 }
 
-StampedCache<std::vector<std::string>>& listingCache() {
-  static StampedCache<std::vector<std::string>> cache;
+// A bundle's language folders, sorted, with their canonical spellings for matching.
+struct Listing {
+  std::vector<std::string> names;
+  std::vector<std::string> canonical;
+};
+
+StampedCache<Listing>& listingCache() {
+  static StampedCache<Listing> cache;
   return cache;
 }
 
@@ -155,27 +161,40 @@ std::optional<std::string> Bundle::pathForResource(std::string_view name,
   return p.string();
 }
 
-std::vector<std::string> Bundle::localizations() const {
+namespace {
+
+std::shared_ptr<const Listing> listingOf(const std::string& bundlePath) {
   // Adding or removing a language folder changes the bundle folder's stamp.
-  const auto stamp = stampOf(path_);
-  if (!stamp || !stamp->isDirectory) return {};
-  return *listingCache().get(path_, *stamp, [&] {
-    std::vector<std::string> out;
+  const auto stamp = stampOf(bundlePath);
+  if (!stamp || !stamp->isDirectory) return std::make_shared<const Listing>();
+  return listingCache().get(bundlePath, *stamp, [&] {
+    Listing out;
     std::error_code ec;
-    for (fs::directory_iterator it(path_, ec), end; !ec && it != end; it.increment(ec)) {
+    for (fs::directory_iterator it(bundlePath, ec), end; !ec && it != end; it.increment(ec)) {
       const fs::path& p = it->path();
-      if (p.extension() == ".lproj" && isDirectory(p)) out.push_back(p.stem().string());
+      if (p.extension() == ".lproj" && isDirectory(p)) out.names.push_back(p.stem().string());
     }
-    std::sort(out.begin(), out.end());
+    std::sort(out.names.begin(), out.names.end());
+    for (const std::string& name : out.names)
+      out.canonical.push_back(canonicalLanguage(name));
     return out;
   });
 }
 
+}  // namespace
+
+std::vector<std::string> Bundle::localizations() const {
+  return listingOf(path_)->names;
+}
+
 std::string Bundle::preferredLocalization() const {
-  const std::vector<std::string> available = localizations();
+  // Asked for every text of every widget: the listing is shared, not copied, and only the
+  // wanted languages are put in canonical form here.
+  const std::shared_ptr<const Listing> listing = listingOf(path_);
   auto find = [&](const std::string& wanted) -> std::optional<std::string> {
-    for (const auto& a : available) {
-      if (canonicalLanguage(a) == canonicalLanguage(wanted)) return a;
+    const std::string canonical = canonicalLanguage(wanted);
+    for (size_t i = 0; i < listing->names.size(); ++i) {
+      if (listing->canonical[i] == canonical) return listing->names[i];
     }
     return std::nullopt;
   };
