@@ -117,7 +117,7 @@ void BM_DrawTextWidget(benchmark::State& state) {
 }
 BENCHMARK(BM_DrawTextWidget)->Unit(benchmark::kMillisecond);
 
-void BM_EncodePngSpng(benchmark::State& state) {
+void BM_EncodePng(benchmark::State& state) {
   const RasterImage image = renderImage(
       layout(gallery::ringWidget(0.72), {158, 158}, LayoutOptions{&catalog()}), options());
   const int level = static_cast<int>(state.range(0));
@@ -129,7 +129,7 @@ void BM_EncodePngSpng(benchmark::State& state) {
   }
   state.counters["bytes"] = static_cast<double>(bytes);
 }
-BENCHMARK(BM_EncodePngSpng)->Arg(1)->Arg(6)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_EncodePng)->Arg(1)->Arg(6)->Unit(benchmark::kMillisecond);
 
 cairo_status_t countBytes(void* closure, const unsigned char*, unsigned int length) {
   *static_cast<size_t*>(closure) += length;
