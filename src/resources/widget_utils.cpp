@@ -1,5 +1,8 @@
 #include "resources/widget_utils.h"
 
+#include <memory>
+#include <string>
+
 #include "base/checked.h"
 #include "model/shared_store.h"
 #include "platform/foundation/calendar.h"
@@ -30,10 +33,38 @@ int hexDigit(char c) {
   return -1;
 }
 
+// What the current redraw on this thread has read, when one is open: the language's table,
+// once resolved (the store, the bundle and the table file are then not checked again).
+struct RedrawTexts {
+  bool resolved = false;
+  std::shared_ptr<const StringsTable> table;
+};
+thread_local std::unique_ptr<RedrawTexts> tRedraw;
+
 }  // namespace
 
+ScopedRedraw::ScopedRedraw() : outermost_(!tRedraw) {
+  if (outermost_) tRedraw = std::make_unique<RedrawTexts>();
+}
+
+ScopedRedraw::~ScopedRedraw() {
+  if (outermost_) tRedraw.reset();
+}
+
 std::string WidgetUtils::localizedString(std::string_view key) {
-  return languageBundle(chosenLanguage()).localizedString(key, "", kLocalizationTable);
+  if (!tRedraw) {
+    return languageBundle(chosenLanguage()).localizedString(key, "", kLocalizationTable);
+  }
+  if (!tRedraw->resolved) {
+    tRedraw->table = languageBundle(chosenLanguage()).stringsTable(kLocalizationTable);
+    tRedraw->resolved = true;
+  }
+  if (tRedraw->table) {
+    if (auto it = tRedraw->table->find(std::string(key)); it != tRedraw->table->end()) {
+      return it->second;
+    }
+  }
+  return std::string(key);
 }
 
 Bundle WidgetUtils::languageBundle(const std::optional<std::string>& language) {

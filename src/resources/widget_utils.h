@@ -50,6 +50,22 @@ struct WidgetUtils {
   static std::int32_t dayNumber(Date dayStartDate);
 };
 
+// One redraw of the widgets on this thread. The chosen language, the bundle and its tables do
+// not change within a redraw, so while a scope is open each text is looked up once and then
+// remembered; outside any scope every lookup reads the store and the bundle afresh. A host opens
+// one around building and laying out the widgets it draws; a change made in the app then shows
+// at the next redraw. Scopes nest (the outermost one remembers); not shared between threads.
+class ScopedRedraw {
+ public:
+  ScopedRedraw();
+  ~ScopedRedraw();
+  ScopedRedraw(const ScopedRedraw&) = delete;
+  ScopedRedraw& operator=(const ScopedRedraw&) = delete;
+
+ private:
+  bool outermost_;
+};
+
 // Shorthand for WidgetUtils::localizedString, used by every widget text.
 inline std::string localizedString(std::string_view key) {
   return WidgetUtils::localizedString(key);

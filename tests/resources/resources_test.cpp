@@ -186,6 +186,28 @@ TEST_F(LocalizationTest, LayoutDirectionFollowsTheLanguageOfTheTexts) {
   }
 }
 
+// Within one redraw the language is read once; the next redraw sees a change made in between.
+// Texts are the same as looked up without a redraw, missing keys included.
+TEST_F(LocalizationTest, ARedrawReadsTheLanguageOnce) {
+  chooseLanguage("de");
+  {
+    const ScopedRedraw redraw;
+    EXPECT_EQ(localizedString("ios_widgets_1"), "Kalorien");
+    chooseLanguage("en");
+    EXPECT_EQ(localizedString("ios_widgets_1"), "Kalorien");
+    EXPECT_EQ(localizedString("KilojouleShort"), "kJ");
+    EXPECT_EQ(localizedString("only_in_english"), "only_in_english");
+    {
+      const ScopedRedraw nested;  // the outer redraw's reading holds
+      EXPECT_EQ(localizedString("ios_widgets_1"), "Kalorien");
+    }
+  }
+  EXPECT_EQ(localizedString("ios_widgets_1"), "Calories");
+  const ScopedRedraw next;
+  EXPECT_EQ(localizedString("ios_widgets_1"), "Calories");
+  EXPECT_EQ(localizedString("no_such_key"), "no_such_key");
+}
+
 TEST_F(LocalizationTest, MissingStoreFallsBackToThePreferredLocalization) {
   ScopedStorePath nowhere(dir_.file("missing/store.sqlite"));
   ScopedPreferredLanguages system(std::vector<std::string>{"de"});

@@ -359,6 +359,8 @@ int runRender(const RenderArgs& args, const Io& io) {
 
   std::vector<Rendered> rendered;
   rendered.reserve(jobs.size());
+  // One redraw of every widget asked for: the language and its texts are read once.
+  const ScopedRedraw redraw;
   for (const Job& job : jobs) {
     const View view = KMWidgetEntryView{entry, job.family, job.kind}.body();
     rendered.push_back({job, layout(view, familySize(job.family, *device), layoutOptions), {}});

@@ -209,8 +209,7 @@ std::string Bundle::preferredLocalization() const {
   return {};
 }
 
-std::string Bundle::localizedString(std::string_view key, std::string_view value,
-                                    std::string_view table) const {
+std::shared_ptr<const StringsTable> Bundle::stringsTable(std::string_view table) const {
   std::string file(table.empty() ? "Localizable" : table);
   file.append(".strings");
   std::vector<fs::path> candidates;
@@ -230,9 +229,15 @@ std::string Bundle::localizedString(std::string_view key, std::string_view value
     });
     if (!parsed->ok()) continue;
     // The first table that exists decides; a key it lacks is not searched for elsewhere.
-    const StringsTable& entries = parsed->value();
-    if (auto it = entries.find(std::string(key)); it != entries.end()) return it->second;
-    break;
+    return std::shared_ptr<const StringsTable>(parsed, &parsed->value());
+  }
+  return nullptr;
+}
+
+std::string Bundle::localizedString(std::string_view key, std::string_view value,
+                                    std::string_view table) const {
+  if (const auto entries = stringsTable(table)) {
+    if (auto it = entries->find(std::string(key)); it != entries->end()) return it->second;
   }
   return std::string(value.empty() ? key : value);
 }

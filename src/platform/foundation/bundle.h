@@ -1,9 +1,12 @@
 #pragma once
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+#include "platform/foundation/strings_table.h"
 
 namespace km {
 
@@ -43,6 +46,11 @@ class Bundle {
   // absent.
   std::string localizedString(std::string_view key, std::string_view value,
                               std::string_view table) const;
+
+  // The parsed `<table>.strings` that lookups read: the first of the two places above that
+  // holds a table that parses; null when neither does. The table is as it was when asked for:
+  // for reading many texts of one moment without checking the files for each.
+  std::shared_ptr<const StringsTable> stringsTable(std::string_view table) const;
 
  private:
   explicit Bundle(std::string path) : path_(std::move(path)) {}

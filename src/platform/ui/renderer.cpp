@@ -593,7 +593,10 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
       [&](const auto& c) {
         using T = std::decay_t<decltype(c)>;
         if constexpr (std::is_same_v<T, DisplayText>) {
-          setSourceRGBA(cr, t(c.color));
+          // Clear text (a link's invisible label) would cost a full layout to paint nothing.
+          const RGBA colour = t(c.color);
+          if (!(colour.alpha > 0)) return;
+          setSourceRGBA(cr, colour);
           TextEngine::shared().draw(
               cr, {c.text, c.font, c.wrapWidth, c.maxLines, c.alignment, c.direction},
               item.frame.origin());
@@ -603,6 +606,9 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
           appendPath(cr, c.path);
           const Paint* paint = c.fill ? &*c.fill : c.stroke ? &*c.stroke : nullptr;
           if (!paint) return;
+          if (const auto* colour = std::get_if<Color>(paint); colour && !(t(*colour).alpha > 0)) {
+            return;  // a clear shape paints nothing
+          }
           const bool stroking = !c.fill;
           if (stroking) applyStroke(cr, c.strokeStyle);
           const auto* angular = std::get_if<AngularGradient>(paint);
