@@ -569,21 +569,10 @@ bool worthDrawing(cairo_t* cr, const DisplayShape& shape) {
   constexpr double kLargestSide = 65536;  // device pixels
   const Rect b = shape.path.boundingRect();
   const double pad = shape.stroke ? shape.strokeStyle.lineWidth * shape.strokeStyle.miterLimit : 0;
-  double minX = kInfinity, minY = kInfinity, maxX = -kInfinity, maxY = -kInfinity;
-  for (Point p : {Point{b.x - pad, b.y - pad}, Point{b.maxX() + pad, b.y - pad},
-                  Point{b.x - pad, b.maxY() + pad}, Point{b.maxX() + pad, b.maxY() + pad}}) {
-    cairo_user_to_device(cr, &p.x, &p.y);
-    minX = std::min(minX, p.x);
-    minY = std::min(minY, p.y);
-    maxX = std::max(maxX, p.x);
-    maxY = std::max(maxY, p.y);
-  }
+  const auto [minX, minY, maxX, maxY] =
+      deviceBoundsOf(cr, b.x - pad, b.y - pad, b.maxX() + pad, b.maxY() + pad);
   if (!(maxX - minX <= kLargestSide && maxY - minY <= kLargestSide)) return false;
-  double cx0, cy0, cx1, cy1;
-  cairo_save(cr);
-  cairo_identity_matrix(cr);
-  cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
-  cairo_restore(cr);
+  const auto [cx0, cy0, cx1, cy1] = deviceClipExtents(cr);
   return maxX >= cx0 && minX <= cx1 && maxY >= cy0 && minY <= cy1;
 }
 
@@ -807,23 +796,12 @@ void drawShadow(cairo_t* cr, const DisplayItem& item, const Shadow& sh, const Re
     pad = shape->strokeStyle.lineWidth;
   }
   const Rect& f = item.frame;
-  double minX = kInfinity, minY = kInfinity, maxX = -kInfinity, maxY = -kInfinity;
-  for (Point p : {Point{f.x - pad, f.y - pad}, Point{f.maxX() + pad, f.y - pad},
-                  Point{f.x - pad, f.maxY() + pad}, Point{f.maxX() + pad, f.maxY() + pad}}) {
-    cairo_user_to_device(cr, &p.x, &p.y);
-    minX = std::min(minX, p.x);
-    minY = std::min(minY, p.y);
-    maxX = std::max(maxX, p.x);
-    maxY = std::max(maxY, p.y);
-  }
+  auto [minX, minY, maxX, maxY] =
+      deviceBoundsOf(cr, f.x - pad, f.y - pad, f.maxX() + pad, f.maxY() + pad);
   // Only the part that can land inside the clip matters: shadows of views far outside the
   // widget would otherwise cost huge masks.
   {
-    double cx0, cy0, cx1, cy1;
-    cairo_save(cr);
-    cairo_identity_matrix(cr);
-    cairo_clip_extents(cr, &cx0, &cy0, &cx1, &cy1);
-    cairo_restore(cr);
+    const auto [cx0, cy0, cx1, cy1] = deviceClipExtents(cr);
     double ox = sh.x, oy = sh.y;
     cairo_user_to_device_distance(cr, &ox, &oy);
     const double reach = margin / extra;  // the blur's reach in device pixels

@@ -161,8 +161,8 @@ class OutlineBuilder {
   }
 
   // An elliptical arc from the current point, converted from SVG's endpoint form to the centre
-  // form as the SVG specification's implementation notes describe, then approximated by one
-  // cubic Bézier per quarter turn or less (radial error below 0.03 % of the radius).
+  // form (the standard conversion published with SVG), then approximated by one cubic Bézier
+  // per quarter turn or less (radial error below 0.03 % of the radius).
   void arcTo(double rx, double ry, double xAxisRotationDegrees, bool largeArc, bool sweep,
              Point end) {
     const Point start = current;
