@@ -15,6 +15,7 @@
 #include <fstream>
 #include <numbers>
 #include <optional>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -1136,14 +1137,25 @@ Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compression
   // of the whole image is ever made.
   const bool split =
       static_cast<int64_t>(w) * h >= 200'000 && std::thread::hardware_concurrency() >= 2;
-  const int middle = split ? h / 2 : 0;
-  std::vector<DeflatedRows> runs(split ? 2 : 1);
+  std::vector<DeflatedRows> runs;
   if (split) {
-    std::thread first([&] { runs[0] = deflateRows(image, 0, middle, false, level); });
-    runs[1] = deflateRows(image, middle, h, true, level);
-    first.join();
+    // Without a second thread (the system refusing one) the image is deflated in one piece.
+    std::thread first;
+    const int middle = h / 2;
+    runs.resize(2);
+    try {
+      first = std::thread([&] { runs[0] = deflateRows(image, 0, middle, false, level); });
+    } catch (const std::system_error&) {
+      runs.resize(1);
+    }
+    if (first.joinable()) {
+      runs[1] = deflateRows(image, middle, h, true, level);
+      first.join();
+    } else {
+      runs[0] = deflateRows(image, 0, h, true, level);
+    }
   } else {
-    runs[0] = deflateRows(image, 0, h, true, level);
+    runs.push_back(deflateRows(image, 0, h, true, level));
   }
   uLong adler = 1;
   size_t compressed = 0;
