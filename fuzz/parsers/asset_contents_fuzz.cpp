@@ -27,8 +27,9 @@ const fs::path& catalogue() {
     fs::create_directories(dir / "c.colorset");
     fs::create_directories(dir / "i.imageset");
     fs::create_directories(dir / "g" / "n.colorset");
-    write(dir / "i.imageset" / "icon.svg",
-          R"(<svg xmlns="http://www.w3.org/2000/svg" width="4" height="4"><path d="M0 0h4v4z"/></svg>)");
+    write(
+        dir / "i.imageset" / "icon.svg",
+        R"(<svg xmlns="http://www.w3.org/2000/svg" width="4" height="4"><path d="M0 0h4v4z"/></svg>)");
     write(dir / "g" / "n.colorset" / "Contents.json",
           R"({"colors":[{"color":{"components":{"red":"1","green":"0","blue":"0"}}}]})");
     std::atexit([] {

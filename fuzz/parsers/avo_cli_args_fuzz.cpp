@@ -21,8 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   std::ostringstream out;
   std::ostringstream err;
   const km::ScopedSystemLogCapture quiet;
-  const int status =
-      km::runAvoCli(static_cast<int>(argv.size()), argv.data(), in, out, err);
+  const int status = km::runAvoCli(static_cast<int>(argv.size()), argv.data(), in, out, err);
   if (status != 0 && status != 1) std::abort();
   return 0;
 }

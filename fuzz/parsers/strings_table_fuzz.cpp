@@ -14,7 +14,11 @@ namespace {
 bool isUtf8(std::string_view s) {
   for (size_t i = 0; i < s.size();) {
     const auto c = static_cast<unsigned char>(s[i]);
-    const size_t extra = c < 0x80 ? 0 : (c >> 5) == 6 ? 1 : (c >> 4) == 14 ? 2 : (c >> 3) == 30 ? 3 : 4;
+    const size_t extra = c < 0x80         ? 0
+                         : (c >> 5) == 6  ? 1
+                         : (c >> 4) == 14 ? 2
+                         : (c >> 3) == 30 ? 3
+                                          : 4;
     if (extra == 4 || i + extra >= s.size()) return false;
     char32_t cp = extra == 0 ? c : c & (0x3F >> extra);
     for (size_t k = 1; k <= extra; ++k) {
@@ -37,8 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (table.error().message.rfind("fuzz.strings:", 0) != 0) std::abort();
     return 0;
   }
-  const bool utf16 = size >= 2 && ((data[0] == 0xFF && data[1] == 0xFE) ||
-                                   (data[0] == 0xFE && data[1] == 0xFF));
+  const bool utf16 =
+      size >= 2 && ((data[0] == 0xFF && data[1] == 0xFE) || (data[0] == 0xFE && data[1] == 0xFF));
   if (!utf16 && !isUtf8(bytes)) return 0;
   for (const auto& [key, text] : table.value()) {
     if (!isUtf8(key) || !isUtf8(text)) std::abort();

@@ -14,8 +14,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   const auto url = km::URL::fromString(text);
   if (url.has_value() != km::isValidURL(text)) std::abort();
-  if (url && (url->absoluteString() != text || text.substr(0, url->scheme().size() + 1) !=
-                                                   url->scheme() + ":")) {
+  if (url && (url->absoluteString() != text ||
+              text.substr(0, url->scheme().size() + 1) != url->scheme() + ":")) {
     std::abort();
   }
 

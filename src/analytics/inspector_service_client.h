@@ -112,7 +112,6 @@ class InspectorServiceClient {
   bool stopping_ = false;
   std::chrono::steady_clock::time_point flushDeadline_{};
   std::uint64_t unreportedDrops_ = 0;
-  std::chrono::steady_clock::time_point lastDrop_{};
   Stats stats_;
   std::unique_ptr<Worker> worker_;  // curl handles; touched only by the worker thread
   // Set when the flush time is up; the transfers in flight are abandoned.

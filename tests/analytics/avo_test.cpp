@@ -386,10 +386,10 @@ TEST(AvoReportTest, DevClientWithoutEndpointSaysOnceThatReportsAreOff) {
     std::string endpoint;
     int offLines;
   };
-  for (const auto& c : {Case{AvoEnv::dev, kDefaultInspectorEndpoint, 1},
-                        Case{AvoEnv::dev, "http://192.0.2.7/i", 1},
-                        Case{AvoEnv::prod, kDefaultInspectorEndpoint, 0},
-                        Case{AvoEnv::dev, "http://127.0.0.1:9/i", 0}}) {
+  for (const auto& c :
+       {Case{AvoEnv::dev, kDefaultInspectorEndpoint, 1}, Case{AvoEnv::dev, "http://192.0.2.7/i", 1},
+        Case{AvoEnv::prod, kDefaultInspectorEndpoint, 0},
+        Case{AvoEnv::dev, "http://127.0.0.1:9/i", 0}}) {
     InspectorServiceClient client(InspectorServiceOptions{.endpoint = c.endpoint});
     ScopedInspectorServiceOverride override(client);
     ScopedSystemLogCapture log;

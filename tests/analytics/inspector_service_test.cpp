@@ -177,7 +177,7 @@ TEST(InspectorServiceTest, HangingServiceNeitherBlocksNorGrowsTheQueue) {
   ASSERT_TRUE(server.waitForRequests(1, seconds(20)));  // the worker is now stuck on it
   ScopedSystemLogCapture log;
   for (int i = 1; i < kPosts; ++i)
-    EXPECT_TRUE(client->post(body));  // taken, at the cost of older ones
+    EXPECT_TRUE(client->post(body));                          // taken, at the cost of older ones
   EXPECT_FALSE(client->post(std::string(kQueueBytes, 'x')));  // larger than the whole queue
   const auto stats = client->stats();
   EXPECT_EQ(stats.accepted, static_cast<std::uint64_t>(kPosts));
@@ -236,7 +236,8 @@ TEST(InspectorServiceTest, FullQueueDropsOldestFirstAndSaysHowManyOncePerBurst) 
     std::vector<int> delivered;
   };
   std::size_t seen = 0;
-  for (const Burst& burst : {Burst{0, 20, {0, 16, 17, 18, 19, 20}}, Burst{30, 37, {30, 33, 34, 35, 36, 37}}}) {
+  for (const Burst& burst :
+       {Burst{0, 20, {0, 16, 17, 18, 19, 20}}, Burst{30, 37, {30, 33, 34, 35, 36, 37}}}) {
     server.setPaused(true);
     ASSERT_TRUE(client.post(body(burst.first)));
     ASSERT_TRUE(server.waitForRequests(seen + 1, seconds(20)));

@@ -470,8 +470,8 @@ TEST(EventTemplateTest, InspectorWithoutTheTrackSelectorLogsTheVersionErrorOnEve
 }
 
 TEST(EventTemplateTest, WithoutALoggerLinesGoToTheSystemLog) {
-  ScopedSystemLogCapture capture;
   Harness h(AvoEnv::dev);
+  ScopedSystemLogCapture capture;  // after construction, which says that reports are off
   h.avo->avoLogger = std::make_shared<EmptyAvoLogger>();
   h.avo->pageViewDiary();
   EXPECT_EQ(capture.lines(),

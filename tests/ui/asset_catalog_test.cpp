@@ -67,7 +67,7 @@ TEST(AssetCatalogTest, MembersOfTheWrongTypeCountAsAbsent) {
   std::filesystem::create_directories(dir / "g" / "n.colorset");
   std::ofstream(dir / "c.colorset/Contents.json")
       << R"({"colors":[{"color":7},{"appearances":[{"appearance":1,"value":"dark"}],)"
-      << R"("color":{"components":{"red":"1","green":"0","blue":"0"}}}]})";
+      << R"("color":{"components":{"red":"1.0","green":"0.0","blue":"0.0"}}}]})";
   std::ofstream(dir / "i.imageset/Contents.json")
       << R"({"images":[{"filename":7},{"filename":"i.svg","scale":2}],)"
       << R"("properties":{"template-rendering-intent":1}})";
