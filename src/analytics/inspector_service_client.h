@@ -41,7 +41,8 @@ inline constexpr const char* kDefaultInspectorEndpoint = "https://inspector.inva
 struct InspectorServiceOptions {
   // Empty: the environment variable, else the default endpoint.
   std::string endpoint;
-  // Bytes of report bodies waiting to be sent; a burst of thousands of reports fits.
+  // Bytes of report bodies waiting to be sent (each counts a few dozen bytes more for its
+  // bookkeeping); a burst of thousands of reports fits.
   std::size_t queueBytes = 4 * 1024 * 1024;
   // Transfers in flight at once, each on a connection kept alive for the next report.
   std::size_t maxTransfers = 4;
@@ -63,7 +64,7 @@ class InspectorServiceClient {
     std::uint64_t answered = 0;  // transfers that got an HTTP answer (any status)
     std::uint64_t failed = 0;    // transfers that failed (timeout, refused, TLS, too large)
     std::uint64_t certificateRejected = 0;  // of those, failed because the peer was not trusted
-    std::uint64_t abandoned = 0;            // queued reports discarded at shutdown
+    std::uint64_t abandoned = 0;  // reports queued or in flight when shutdown gave up on them
   };
 
   explicit InspectorServiceClient(InspectorServiceOptions options = {});
