@@ -6,10 +6,9 @@ find_package(CURL REQUIRED)
 target_link_libraries(kmwidget_cli PRIVATE PkgConfig::MICROHTTPD CURL::libcurl)
 
 set(km_page_dir "${CMAKE_CURRENT_SOURCE_DIR}/host/page")
-set(km_page_files "index.html|text/html; charset=utf-8" "app.js|text/javascript; charset=utf-8"
-                  "style.css|text/css; charset=utf-8")
+set(km_page_files "index.html|text/html" "app.js|text/javascript" "style.css|text/css")
 list(LENGTH km_page_files km_page_count)
-set(km_page_source "#pragma once\n// Made by CMake from tools/kmwidget/host/page/; edit the files there.\n\n"
+string(CONCAT km_page_source "#pragma once\n// Made by CMake from tools/kmwidget/host/page/; edit the files there.\n\n"
     "#include <array>\n#include <string_view>\n\nnamespace km::host {\n\n"
     "struct PageFile {\n  std::string_view name;\n  std::string_view contentType;\n"
     "  std::string_view text;\n};\n\n"

@@ -8,7 +8,7 @@ HttpResponse pageAsset(std::string_view name) {
   for (const PageFile& file : kPageFiles) {
     if (file.name != name) continue;
     HttpResponse r;
-    r.contentType = file.contentType;
+    r.contentType = std::string(file.contentType) + "; charset=utf-8";
     r.body = file.text;
     return r;
   }
