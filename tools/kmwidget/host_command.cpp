@@ -1,6 +1,5 @@
-// `kmwidget host` (the live widget host and its page), `kmwidget reload` (the app's reload
-// call, sent to the host running on the same store) and the hidden `host-worker` that draws
-// the host's tiles in a process of its own.
+// `kmwidget host` (the live widget host and its page) and `kmwidget reload` (the app's reload
+// call, sent to the host running on the same store).
 
 #include <CLI/CLI.hpp>
 #include <cmath>
@@ -9,7 +8,6 @@
 
 #include "host/widget_kind.h"
 #include "kmwidget/cli.h"
-#include "kmwidget/host/render_worker.h"
 #include "kmwidget/host/widget_host.h"
 #include "kmwidget/json_output.h"
 #include "model/shared_store.h"
@@ -105,13 +103,6 @@ void addHostCommands(CLI::App& app, Action& action) {
       printJson(io.out, nlohmann::json{{"reloaded", answer.reloaded}});
       return kExitOk;
     };
-  });
-
-  // Started by the host itself, one per render worker; not for people.
-  CLI::App* worker = app.add_subcommand("host-worker", "");
-  worker->group("");
-  worker->callback([&action] {
-    action = [](const Io&) { return runRenderWorker(3); };
   });
 }
 
