@@ -455,7 +455,9 @@ int runRenderWorker(int fd) {
   auto assets = AssetCatalog::load(bundle / "Assets.xcassets");
   for (;;) {
     const auto request = recvFrame(fd);
-    if (!request) return kExitOk;  // the host closed the socket: time to go
+    // The host closed the socket: time to go, at once. A worker has nothing to save, and the
+    // host gives its workers well under a second to leave before it kills them.
+    if (!request) ::_exit(kExitOk);
     Answer answer = assets
                         ? draw(*request, *assets)
                         : errorAnswer("cannot load the asset catalogue: " + assets.error().message);
