@@ -199,6 +199,7 @@ function renderSettings() {
     if (document.activeElement !== el) el.value = String(s[name]);
   }
   document.body.classList.toggle("dark", s.effectiveAppearance === "dark");
+  document.body.classList.toggle("lock-vibrant", s.lockMode === "vibrant");
 }
 
 function renderTaps() {
