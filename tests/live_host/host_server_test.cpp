@@ -29,16 +29,15 @@ std::vector<std::pair<std::string, std::string>> placed(const Arrangement& a) {
 TEST(Arrangement, FreshHostShowsEveryHomeWidgetThenEveryLockFamily) {
   const ScopedPlatformVersion v17(PlatformVersion{17, 0});
   using P = std::vector<std::pair<std::string, std::string>>;
-  EXPECT_EQ(placed(Arrangement::fresh()),
-            (P{{"small_energy", "systemSmall"},
-               {"medium_history", "systemMedium"},
-               {"medium_pie_macros", "systemMedium"},
-               {"medium_buttons", "systemMedium"},
-               {"small_energy", "accessoryInline"},
-               {"small_energy", "accessoryCircular"},
-               {"medium_pie_macros", "accessoryRectangular"},
-               {"medium_buttons", "accessoryCircular"},
-               {"lockscreen_button", "accessoryCircular"}}));
+  EXPECT_EQ(placed(Arrangement::fresh()), (P{{"small_energy", "systemSmall"},
+                                             {"medium_history", "systemMedium"},
+                                             {"medium_pie_macros", "systemMedium"},
+                                             {"medium_buttons", "systemMedium"},
+                                             {"small_energy", "accessoryInline"},
+                                             {"small_energy", "accessoryCircular"},
+                                             {"medium_pie_macros", "accessoryRectangular"},
+                                             {"medium_buttons", "accessoryCircular"},
+                                             {"lockscreen_button", "accessoryCircular"}}));
   const ScopedPlatformVersion v15(PlatformVersion{15, 0});
   EXPECT_EQ(Arrangement::fresh().widgets().size(), 4u);
 }
@@ -146,7 +145,8 @@ TEST(HttpServer, AnswersBadRequestsWithA4xxAndKeepsServing) {
   options.maxBodyBytes = 1024;
   options.idleTimeoutSeconds = 1;
   auto server = HttpServer::start(options, [](const HttpRequest& r) {
-    if (r.path == "/echo") return HttpResponse::json(200, "{\"got\":" + std::to_string(r.body.size()) + "}");
+    if (r.path == "/echo")
+      return HttpResponse::json(200, "{\"got\":" + std::to_string(r.body.size()) + "}");
     if (r.path == "/throw") throw std::runtime_error("boom");
     return HttpResponse::error(404, "no " + r.path);
   });
@@ -193,14 +193,14 @@ TEST(HttpServer, AnswersBadRequestsWithA4xxAndKeepsServing) {
 }
 
 TEST(HttpServer, EventStreamSendsTheLatestDocumentAndEndsOnStop) {
-  auto server = HttpServer::start({}, [](const HttpRequest&) { return HttpResponse::json(200, "{}"); });
+  auto server =
+      HttpServer::start({}, [](const HttpRequest&) { return HttpResponse::json(200, "{}"); });
   ASSERT_TRUE(server.ok());
   (*server)->publish("{\"n\":1}");
   const std::uint16_t port = (*server)->port();
   std::string received;
-  std::thread client([&] {
-    received = exchange(port, "GET /events HTTP/1.1\r\nHost: x\r\n\r\n", 5000);
-  });
+  std::thread client(
+      [&] { received = exchange(port, "GET /events HTTP/1.1\r\nHost: x\r\n\r\n", 5000); });
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
   (*server)->publish("{\"n\":2}");
   std::this_thread::sleep_for(std::chrono::milliseconds(300));
@@ -216,7 +216,8 @@ TEST(HttpServer, ServesTheLoopbackOnly) {
   options.address = "0.0.0.0";
   EXPECT_FALSE(HttpServer::start(options, {}).ok());
   options.address = "::1";
-  auto v6 = HttpServer::start(options, [](const HttpRequest&) { return HttpResponse::json(200, "{}"); });
+  auto v6 =
+      HttpServer::start(options, [](const HttpRequest&) { return HttpResponse::json(200, "{}"); });
   EXPECT_TRUE(v6.ok());
 }
 

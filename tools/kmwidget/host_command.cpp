@@ -31,7 +31,8 @@ struct HostArgs {
 constexpr const char* kHostFooter =
     "Also: --now TIME (widget time at start, ISO-8601), --tz ZONE, --store PATH (the shared "
     "store; the arrangement is saved beside it as <store>.arrangement.json), --os 15|16 "
-    "(overrides the page's saved platform version), --language CODE (for this run only; the page's language "
+    "(overrides the page's saved platform version), --language CODE (for this run only; the page's "
+    "language "
     "setting writes the store as the app does).\n"
     "Open http://127.0.0.1:PORT/ in a browser. SIGINT or SIGTERM stop the host and its workers.";
 
@@ -79,12 +80,10 @@ void addHostCommands(CLI::App& app, Action& action) {
   hostCmd->add_option("--open-with", args->openWith,
                       "The command that opens a tapped URL, given as its last argument "
                       "(default xdg-open)");
-  hostCmd->add_option("--workers", args->workers,
-                      "Render worker processes (default 2)");
+  hostCmd->add_option("--workers", args->workers, "Render worker processes (default 2)");
   hostCmd->footer(kHostFooter);
-  hostCmd->callback([&action, args] {
-    action = [args](const Io& io) { return runHostCommand(*args, io); };
-  });
+  hostCmd->callback(
+      [&action, args] { action = [args](const Io& io) { return runHostCommand(*args, io); }; });
 
   CLI::App* reload = app.add_subcommand(
       "reload",

@@ -131,6 +131,8 @@ Status Arrangement::save(const std::string& path) const {
   return Ok{};
 }
 
-std::string arrangementPath(const std::string& storePath) { return storePath + ".arrangement.json"; }
+std::string arrangementPath(const std::string& storePath) {
+  return storePath + ".arrangement.json";
+}
 
 }  // namespace km::host

@@ -88,16 +88,16 @@ MHD_Result HttpServer::Impl::send(MHD_Connection* connection, const HttpResponse
   MHD_add_response_header(response, MHD_HTTP_HEADER_CACHE_CONTROL, "no-store");
   for (const auto& [name, value] : r.headers)
     MHD_add_response_header(response, name.c_str(), value.c_str());
-  const MHD_Result queued = MHD_queue_response(connection, static_cast<unsigned>(r.status), response);
+  const MHD_Result queued =
+      MHD_queue_response(connection, static_cast<unsigned>(r.status), response);
   MHD_destroy_response(response);
   return queued;
 }
 
 MHD_Result HttpServer::Impl::startEvents(MHD_Connection* connection) {
   auto* client = new EventClient{this, connection};
-  MHD_Response* response =
-      MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 16 * 1024, &readEvents, client,
-                                        &freeEventClient);
+  MHD_Response* response = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 16 * 1024,
+                                                             &readEvents, client, &freeEventClient);
   if (!response) {
     delete client;
     return MHD_NO;
@@ -165,10 +165,10 @@ MHD_Result HttpServer::Impl::access(void* cls, MHD_Connection* connection, const
     return MHD_YES;
   }
   if (state->tooLarge) {
-    return self->send(connection,
-                      HttpResponse::error(413, "the request body is larger than " +
-                                                   std::to_string(self->options.maxBodyBytes) +
-                                                   " bytes"));
+    return self->send(
+        connection,
+        HttpResponse::error(413, "the request body is larger than " +
+                                     std::to_string(self->options.maxBodyBytes) + " bytes"));
   }
   HttpRequest request;
   request.method = method;
@@ -182,7 +182,8 @@ MHD_Result HttpServer::Impl::access(void* cls, MHD_Connection* connection, const
       },
       &request.query);
   if (request.path == self->options.eventsPath) {
-    if (request.method != "GET") return self->send(connection, HttpResponse::error(405, "GET only"));
+    if (request.method != "GET")
+      return self->send(connection, HttpResponse::error(405, "GET only"));
     return self->startEvents(connection);
   }
   HttpResponse response;
@@ -202,14 +203,16 @@ void HttpServer::Impl::completed(void* /*cls*/, MHD_Connection* /*connection*/, 
 
 HttpServer::HttpServer(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 
-HttpServer::~HttpServer() { stop(); }
+HttpServer::~HttpServer() {
+  stop();
+}
 
 Result<std::unique_ptr<HttpServer>> HttpServer::start(Options options, Handler handler) {
   auto impl = std::make_unique<Impl>();
   sockaddr_storage address{};
   socklen_t addressSize = 0;
-  unsigned flags = MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_POLL | MHD_ALLOW_SUSPEND_RESUME |
-                   MHD_USE_ERROR_LOG;
+  unsigned flags =
+      MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_POLL | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
   if (options.address == "127.0.0.1") {
     auto* in = reinterpret_cast<sockaddr_in*>(&address);
     in->sin_family = AF_INET;
@@ -254,7 +257,9 @@ Result<std::unique_ptr<HttpServer>> HttpServer::start(Options options, Handler h
   return std::unique_ptr<HttpServer>(new HttpServer(std::move(impl)));
 }
 
-std::uint16_t HttpServer::port() const { return impl_->port; }
+std::uint16_t HttpServer::port() const {
+  return impl_->port;
+}
 
 void HttpServer::publish(std::string document) {
   std::lock_guard lock(impl_->mutex);

@@ -43,7 +43,7 @@ class HttpServer {
  public:
   struct Options {
     std::string address = "127.0.0.1";  // "127.0.0.1" or "::1": the loopback only
-    std::uint16_t port = 0;              // 0: any free port (see port())
+    std::uint16_t port = 0;             // 0: any free port (see port())
     unsigned threads = 4;
     unsigned maxConnections = 64;
     unsigned idleTimeoutSeconds = 15;

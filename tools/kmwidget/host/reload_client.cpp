@@ -48,7 +48,8 @@ ReloadAnswer requestReload(const std::string& storePath, const std::string& kind
   curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
   curl_slist_free_all(headers);
   curl_easy_cleanup(curl);
-  if (code != CURLE_OK) return {false, 0, "cannot reach the host at " + url + ": " + curl_easy_strerror(code)};
+  if (code != CURLE_OK)
+    return {false, 0, "cannot reach the host at " + url + ": " + curl_easy_strerror(code)};
   const json reply = json::parse(answer, nullptr, /*allow_exceptions=*/false);
   if (status != 200) {
     const std::string why = reply.is_object() && reply.value("error", json()).is_string()

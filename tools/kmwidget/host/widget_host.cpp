@@ -55,10 +55,10 @@ extern char** environ;
 
 namespace km::host {
 
-using nlohmann::json;
 using cli::RenderRequest;
 using cli::RenderResult;
 using cli::RenderWorkerPool;
+using nlohmann::json;
 
 namespace {
 
@@ -303,20 +303,18 @@ void Host::requestTimeline(SlotId id) {
   const ScopedNow now(requestedAt);
   const ScopedPlatformVersion version(drawSettings().os);
   const Size size = familySize(w->family, drawSettings().device);
-  Provider{}.getTimeline({w->family, size.width, size.height, false},
-                         [&](Timeline<NutritionEntry> timeline) {
-                           std::vector<ScheduledEntry> scheduled;
-                           for (const NutritionEntry& e : timeline.entries)
-                             scheduled.push_back({e.date, contentKey(*w, e)});
-                           // The scheduler keeps them in date order; so do we.
-                           std::stable_sort(timeline.entries.begin(), timeline.entries.end(),
-                                            [](const NutritionEntry& a, const NutritionEntry& b) {
-                                              return a.date < b.date;
-                                            });
-                           slot.entries = std::move(timeline.entries);
-                           scheduler_.setTimeline(id, std::move(scheduled), timeline.policy,
-                                                  requestedAt);
-                         });
+  Provider{}.getTimeline(
+      {w->family, size.width, size.height, false}, [&](Timeline<NutritionEntry> timeline) {
+        std::vector<ScheduledEntry> scheduled;
+        for (const NutritionEntry& e : timeline.entries)
+          scheduled.push_back({e.date, contentKey(*w, e)});
+        // The scheduler keeps them in date order; so do we.
+        std::stable_sort(
+            timeline.entries.begin(), timeline.entries.end(),
+            [](const NutritionEntry& a, const NutritionEntry& b) { return a.date < b.date; });
+        slot.entries = std::move(timeline.entries);
+        scheduler_.setTimeline(id, std::move(scheduled), timeline.policy, requestedAt);
+      });
   ++slot.requests;
   slot.phase = "timeline";
 }
@@ -380,7 +378,9 @@ void Host::reloadAll() {
   }
 }
 
-void Host::redrawAll() { scheduler_.redrawAll(); }
+void Host::redrawAll() {
+  scheduler_.redrawAll();
+}
 
 void Host::onStoreChanged() {
   log_ << "kmwidget host: the shared store changed; reloading every timeline" << std::endl;
@@ -430,7 +430,8 @@ json Host::stateJson() const {
                  {"tile", nullptr},
                  {"error", nullptr}};
     if (auto it = tiles.find(w.id); it != tiles.end()) {
-      item["tile"] = "/tile/" + std::to_string(w.id) + ".png?v=" + std::to_string(it->second->version);
+      item["tile"] =
+          "/tile/" + std::to_string(w.id) + ".png?v=" + std::to_string(it->second->version);
       if (!it->second->error.empty()) item["error"] = it->second->error;
     }
     json timeline = {{"entries", json::array()},
@@ -472,8 +473,8 @@ json Host::stateJson() const {
   int offset = 0;
   if (iso.size() >= 6 && iso.back() != 'Z') {
     const std::string tail = iso.substr(iso.size() - 6);
-    offset = (tail[0] == '-' ? -1 : 1) * (std::stoi(tail.substr(1, 2)) * 3600 +
-                                          std::stoi(tail.substr(4, 2)) * 60);
+    offset = (tail[0] == '-' ? -1 : 1) *
+             (std::stoi(tail.substr(1, 2)) * 3600 + std::stoi(tail.substr(4, 2)) * 60);
   }
   return {{"clock",
            {{"now", iso},
@@ -534,11 +535,12 @@ json Host::catalogue() {
     for (WidgetFamily f : c.supportedFamilies) {
       const Size size = familySize(f, d.device);
       const std::string key = c.kind + "." + std::string(familyName(f));
-      families.push_back({{"family", familyName(f)},
-                          {"lock", isAccessory(f)},
-                          {"width", size.width},
-                          {"height", size.height},
-                          {"preview", "/preview/" + key + ".png?v=" + std::to_string(nextVersion_)}});
+      families.push_back(
+          {{"family", familyName(f)},
+           {"lock", isAccessory(f)},
+           {"width", size.width},
+           {"height", size.height},
+           {"preview", "/preview/" + key + ".png?v=" + std::to_string(nextVersion_)}});
       // The gallery previews each family from a snapshot, as the phone's sheet does.
       Provider{}.getSnapshot({f, size.width, size.height, true}, [&](NutritionEntry e) {
         jobs.push_back({0, c.kind, f, std::move(e)});
@@ -572,7 +574,8 @@ json Host::catalogue() {
 HttpResponse Host::addWidget(const json& body) {
   const std::string kind = body.value("kind", "");
   const auto family = familyFromName(body.value("family", ""));
-  if (!widgetKindFromRawValue(kind)) return HttpResponse::error(400, "unknown kind \"" + kind + "\"");
+  if (!widgetKindFromRawValue(kind))
+    return HttpResponse::error(400, "unknown kind \"" + kind + "\"");
   if (!family) return HttpResponse::error(400, "unknown family");
   PlacedWidget w{0, kind, *family};
   if (!offered(w)) {
@@ -818,8 +821,9 @@ int Host::run() {
   }
   log_ << "kmwidget host: serving http://127.0.0.1:" << server_->port() << "/ (store "
        << options_.storePath << ", " << arrangement_.widgets().size() << " widgets"
-       << (clock_.speed() != 1 ? ", speed " + std::to_string(clock_.speed()) : "")
        << "); Ctrl-C stops it" << std::endl;
+  if (clock_.speed() != 1)
+    log_ << "kmwidget host: the clock runs at " << clock_.speed() << "x" << std::endl;
 
   syncSlots();
   publish();
@@ -887,7 +891,9 @@ int Host::run() {
 
 }  // namespace
 
-std::string hostFilePath(const std::string& storePath) { return storePath + ".host.json"; }
+std::string hostFilePath(const std::string& storePath) {
+  return storePath + ".host.json";
+}
 
 int runHost(const HostOptions& options, std::ostream& log) {
   // Before any thread starts: the stop signals are taken from a descriptor by the loop, never

@@ -13,10 +13,10 @@ namespace km::host {
 inline constexpr std::uint16_t kDefaultPort = 8471;
 
 struct HostOptions {
-  std::string storePath;          // the shared store's file
-  std::uint16_t port = kDefaultPort;  // 0: any free port
-  std::optional<Date> start;      // widget time at start (default: the real time)
-  double speed = 1;               // widget seconds per real second
+  std::string storePath;                // the shared store's file
+  std::uint16_t port = kDefaultPort;    // 0: any free port
+  std::optional<Date> start;            // widget time at start (default: the real time)
+  double speed = 1;                     // widget seconds per real second
   std::optional<std::string> openWith;  // command that opens a tapped URL (default xdg-open)
   std::optional<std::string> language;  // the language for this run only (else the store's)
   std::optional<int> osMajor;           // the platform version (else the saved setting)
