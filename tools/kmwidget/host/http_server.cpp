@@ -210,7 +210,6 @@ HttpServer::~HttpServer() {
 Result<std::unique_ptr<HttpServer>> HttpServer::start(Options options, Handler handler) {
   auto impl = std::make_unique<Impl>();
   sockaddr_storage address{};
-  socklen_t addressSize = 0;
   unsigned flags =
       MHD_USE_INTERNAL_POLLING_THREAD | MHD_USE_POLL | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
   if (options.address == "127.0.0.1") {
@@ -218,18 +217,15 @@ Result<std::unique_ptr<HttpServer>> HttpServer::start(Options options, Handler h
     in->sin_family = AF_INET;
     in->sin_port = htons(options.port);
     in->sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    addressSize = sizeof(sockaddr_in);
   } else if (options.address == "::1") {
     auto* in6 = reinterpret_cast<sockaddr_in6*>(&address);
     in6->sin6_family = AF_INET6;
     in6->sin6_port = htons(options.port);
     in6->sin6_addr = in6addr_loopback;
-    addressSize = sizeof(sockaddr_in6);
     flags |= MHD_USE_IPv6;
   } else {
     return Error{"the host serves the loopback only (127.0.0.1 or ::1), not " + options.address};
   }
-  (void)addressSize;
   impl->options = std::move(options);
   impl->handler = std::move(handler);
   Impl* self = impl.get();

@@ -173,7 +173,7 @@ class Host {
   int signalFd_ = -1;
 
   // Shared with the HTTP threads.
-  std::mutex tilesMutex_;
+  mutable std::mutex tilesMutex_;
   std::map<std::uint64_t, std::shared_ptr<const Tile>> tiles_;
   std::map<std::string, std::shared_ptr<const Tile>> previews_;
   std::uint64_t nextVersion_ = 1;
@@ -413,7 +413,7 @@ json Host::stateJson() const {
   json widgets = json::array();
   std::map<std::uint64_t, std::shared_ptr<const Tile>> tiles;
   {
-    std::lock_guard lock(const_cast<std::mutex&>(tilesMutex_));
+    std::lock_guard lock(tilesMutex_);
     tiles = tiles_;
   }
   const ScopedPlatformVersion version(d.os);
