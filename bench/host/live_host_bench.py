@@ -72,6 +72,7 @@ class Host:
         if self.port is None:
             raise SystemExit("the host did not start")
         self.events = queue.Queue()
+        self.state = None  # the last state seen by settle()
         self.reader = threading.Thread(target=self._read_events, daemon=True)
         self.reader.start()
 
@@ -101,14 +102,13 @@ class Host:
 
     def settle(self, quiet=2.0, limit=60):
         """Waits until every widget has a tile and no event came for `quiet` seconds."""
-        state = None
         deadline = time.monotonic() + limit
         while time.monotonic() < deadline:
             try:
-                _, state = self.events.get(timeout=quiet)
+                _, self.state = self.events.get(timeout=quiet)
             except queue.Empty:
-                if state and all(w["tile"] for w in state["widgets"]):
-                    return state
+                if self.state and all(w["tile"] for w in self.state["widgets"]):
+                    return self.state
         raise SystemExit("the host did not settle")
 
     def pids(self):
@@ -163,11 +163,12 @@ def tiles(state):
 def measure_latency(host, writes):
     state = host.settle()
     before = tiles(state)
-    first, last, fetched = [], [], []
+    first, last, fetched, counts = [], [], [], []
     day = time.time()
     for i in range(writes):
         committed = write_record(host.store, 1300 + i, day)
         changed_at = []
+        changed = 0
         # Every tile whose drawing depends on the energy changes; collect until quiet. The first
         # tile to change is fetched at once, as the page does when the event arrives.
         while True:
@@ -181,6 +182,7 @@ def measure_latency(host, writes):
             if not urls:
                 continue
             changed_at.append(at)
+            changed += len(urls)
             if len(changed_at) == 1:
                 status, body = host.get(urls[0])
                 if status != 200 or not body.startswith(b"\x89PNG"):
@@ -190,7 +192,8 @@ def measure_latency(host, writes):
             raise SystemExit(f"write {i}: no tile changed")
         first.append((changed_at[0] - committed) * 1000)
         last.append((changed_at[-1] - committed) * 1000)
-    return first, last, fetched
+        counts.append((changed, len(changed_at)))
+    return first, last, fetched, counts
 
 
 def summary(name, values):
@@ -223,11 +226,13 @@ def main():
             print(f"host pid {host.proc.pid}, port {host.port}, {len(state['widgets'])} widgets "
                   f"placed: " + ", ".join(f"{w['kind']}/{w['family']}" for w in state["widgets"]))
             if args.writes:
-                first, last, fetched = measure_latency(host, args.writes)
+                first, last, fetched, counts = measure_latency(host, args.writes)
                 print("store write committed -> the page's event with the new tile:")
                 summary("first tile to change", first)
                 summary("first tile's image fetched", fetched)
                 summary("last tile to change", last)
+                print("  tiles changed / events per write: " +
+                      ", ".join(sorted({f"{c} / {e}" for c, e in counts})))
             if args.idle_seconds:
                 host.settle()
                 pids = host.pids()
