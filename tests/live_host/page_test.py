@@ -259,17 +259,18 @@ def test_store_write_changes_tiles(folder, driver):
         written = record(1650, carbs=210)
         t0 = time.monotonic()
         host.set_record(written)
+        compared = [("small_energy", "systemSmall"), ("medium_buttons", "systemMedium"),
+                    ("medium_pie_macros", "accessoryRectangular")]
         def changed():
             s = page_state(driver)
-            return s if tile_of(s, "small_energy", "systemSmall")["tile"] != tile_of(
-                before, "small_energy", "systemSmall")["tile"] else None
+            return s if all(tile_of(s, k, f)["tile"] != tile_of(before, k, f)["tile"]
+                            for k, f in compared) else None
         after = wait_until("the tiles to change", changed, timeout=5)
         took = time.monotonic() - t0
         assert took < 2.0, f"the store write took {took:.2f} s to reach the page"
         shot(driver, "after-write")
         # Each tile is the image `kmwidget render` draws for the entry it shows.
-        for kind, family in [("small_energy", "systemSmall"), ("medium_buttons", "systemMedium"),
-                             ("medium_pie_macros", "accessoryRectangular")]:
+        for kind, family in compared:
             w = tile_of(after, kind, family)
             entry = w["timeline"]["entries"][w["timeline"]["shown"]]["date"]
             want = host.render(kind, family, written, entry)
