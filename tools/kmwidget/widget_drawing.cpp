@@ -1,6 +1,7 @@
 #include "kmwidget/widget_drawing.h"
 
 #include "host/km_widget_entry_view.h"
+#include "platform/widgetkit/platform_backdrop.h"
 #include "resources/widget_utils.h"
 
 namespace km::cli {
@@ -15,7 +16,9 @@ LayoutOptions widgetLayoutOptions(const AssetCatalog& assets) {
 DisplayList layoutWidget(const NutritionEntry& entry, const std::string& kind, WidgetFamily family,
                          PhoneModel device, const LayoutOptions& options) {
   const View view = KMWidgetEntryView{entry, family, kind}.body();
-  return layout(view, familySize(family, device), options);
+  DisplayList list = layout(view, familySize(family, device), options);
+  list.backdrop = platformBackdrop(family);
+  return list;
 }
 
 RenderOptions widgetRenderOptions(WidgetFamily family, PhoneModel device, ColorScheme scheme,
