@@ -17,7 +17,6 @@ DisplayList layoutWidget(const NutritionEntry& entry, const std::string& kind, W
                          PhoneModel device, const LayoutOptions& options) {
   const View view = KMWidgetEntryView{entry, family, kind}.body();
   DisplayList list = layout(view, familySize(family, device), options);
-  // What the home screen draws behind the widget, so a tile and a rendered file look alike.
   list.backdrop = platformBackdrop(family);
   return list;
 }

@@ -20,8 +20,9 @@ namespace km::cli {
 // and the layout direction of the chosen language (the phone mirrors a right-to-left widget).
 LayoutOptions widgetLayoutOptions(const AssetCatalog& assets);
 
-// The entry view of `kind` in `family` for `entry`, laid out at the family's size on `device`.
-// The kind must be known (checked by the caller).
+// The entry view of `kind` in `family` for `entry`, laid out at the family's size on `device`,
+// over what the platform draws behind it (on the platform version in force). The kind must be
+// known (checked by the caller).
 DisplayList layoutWidget(const NutritionEntry& entry, const std::string& kind, WidgetFamily family,
                          PhoneModel device, const LayoutOptions& options);
 

@@ -126,9 +126,17 @@ struct StoreChangeNotice::State {
     }
     // Events of the watch given up (its removal among them) are ignored by their descriptor.
     if (watch >= 0 && watch != added) ::inotify_rm_watch(inotify, watch);
+    const bool wasPolling = polling();
     watch = added;
     watchingFolder = watch >= 0 && dir == folder;
+    // No folder could be watched (the user's inotify watches used up): look once a second
+    // until one can.
+    if (polling() != wasPolling)
+      armTimer(timer, polling() ? kFallbackPeriodMs : 0, polling() ? kFallbackPeriodMs : 0);
   }
+
+  // Whether the store is looked at on a timer rather than on inotify's word.
+  bool polling() const { return inotify < 0 || watch < 0; }
 
   // Whether the content changed since the last check.
   bool check() {
@@ -211,7 +219,7 @@ StoreChangeNotice::StoreChangeNotice(std::string storePath) : state_(std::make_u
     ::epoll_ctl(s.epoll, EPOLL_CTL_ADD, fd, &event);
   }
   s.watchFolder();
-  if (s.inotify < 0 && s.timer >= 0) armTimer(s.timer, kFallbackPeriodMs, kFallbackPeriodMs);
+  if (s.polling()) armTimer(s.timer, kFallbackPeriodMs, kFallbackPeriodMs);
   // The state at start is the baseline: nothing has changed yet.
   s.identity = identityOf(s.path);
   if (s.identity.exists) s.openDatabase();
@@ -240,8 +248,9 @@ bool StoreChangeNotice::consume() {
   std::uint64_t expirations = 0;
   if (s.timer >= 0 && ::read(s.timer, &expirations, sizeof expirations) > 0) retry = true;
   if (!relevant && !retry) return false;
+  if (s.polling() && s.inotify >= 0) s.watchFolder();  // perhaps a watch can be had now
   const bool changed = s.check();
-  if (s.inotify < 0) return changed;  // the periodic fallback timer keeps running
+  if (s.polling()) return changed;  // the periodic timer keeps running
   if (changed || s.retriesLeft == 0) {
     s.retriesLeft = 0;
     armTimer(s.timer, 0, 0);  // disarmed

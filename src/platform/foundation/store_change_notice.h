@@ -28,8 +28,8 @@ class StoreChangeNotice {
   const std::string& storePath() const;
 
   // A descriptor that becomes readable (poll/epoll POLLIN) when something may have changed;
-  // call consume() then. Valid for the notice's lifetime; -1 only if the kernel refused inotify,
-  // in which case waitForChange() falls back to checking once per timeout.
+  // call consume() then. Valid for the notice's lifetime. Without inotify (none to be had, or
+  // no watch left) it becomes readable once a second instead, so a change is still seen.
   int fd() const;
 
   // Reads what made fd() readable and checks the store. True when the store's content changed
