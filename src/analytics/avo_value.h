@@ -95,8 +95,12 @@ class AvoValue {
 };
 
 // Defined once AvoValue is complete: clang instantiates the entries' pair type for them.
-inline std::size_t AvoDictionary::size() const { return entries_.size(); }
-inline bool AvoDictionary::empty() const { return entries_.empty(); }
+inline std::size_t AvoDictionary::size() const {
+  return entries_.size();
+}
+inline bool AvoDictionary::empty() const {
+  return entries_.empty();
+}
 
 // The printed form of a dictionary (same rules as AvoValue::description for a dictionary value).
 std::string describe(const AvoDictionary& dictionary);
