@@ -94,7 +94,7 @@ class AvoValue {
   std::variant<std::monostate, std::string, std::int64_t, bool, double, List, AvoDictionary> data_;
 };
 
-// Defined once AvoValue is complete: the entries' pair type needs it.
+// Defined once AvoValue is complete: clang instantiates the entries' pair type for them.
 inline std::size_t AvoDictionary::size() const {
   return entries_.size();
 }
