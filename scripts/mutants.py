@@ -8,13 +8,14 @@ the test binaries that link it, and reports each mutant as killed, survived, tim
 compiled. The sample is drawn with a seed, so the same command on the same sources draws the
 same mutants.
 
-It never edits the working tree: the tracked and untracked (not ignored) files are copied into
-build/mutants/tree, built there in an unsanitised Debug folder (build/mutants/build), and each
+It never edits the working tree: the tracked and untracked (not ignored) files, or with --rev the
+files of one commit, are copied into build/mutants/tree, built there in an unsanitised Debug folder (build/mutants/build), and each
 mutated file is restored after its run, also when the run is interrupted; a mutant left behind
 by a killed run is restored at the next start.
 
     scripts/mutants.py --sample 160 --seed 13 --files src/model src/resources ...
     scripts/mutants.py --list --files src/components/progress_ring.cpp   # candidates only
+    scripts/mutants.py --rev 9f6e0ca --sample 160 --seed 13               # an earlier commit
 
 Standard library only.
 """
@@ -23,22 +24,32 @@ from __future__ import annotations
 
 import argparse
 import fnmatch
+import io
 import json
 import os
 import random
 import re
 import shutil
+import signal
 import subprocess
 import sys
+import tarfile
 import time
 from dataclasses import asdict, dataclass
 from pathlib import Path
 
 ROOT = Path(__file__).resolve().parent.parent
+# The scratch folder; --work moves it (two runs at once need two).
 WORK = ROOT / "build" / "mutants"
 TREE = WORK / "tree"
 BUILD = WORK / "build"
 ACTIVE = WORK / "active.json"
+
+
+def set_work(folder: Path) -> None:
+    global WORK, TREE, BUILD, ACTIVE
+    WORK = folder.resolve()
+    TREE, BUILD, ACTIVE = WORK / "tree", WORK / "build", WORK / "active.json"
 
 DEFAULT_FILES = [
     "src/model", "src/resources", "src/components", "src/widgets", "src/host",
@@ -203,10 +214,32 @@ def source_files(patterns: list[str]) -> list[str]:
 # ---------------------------------------------------------------------------------------------
 # The scratch tree and its build
 
+# What the scratch tree is made from: the working tree (tracked and untracked, not ignored), or
+# with --rev the files of one commit.
+REV: str | None = None
+
+
+def source_snapshot() -> dict[str, bytes]:
+    if REV is None:
+        out = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
+                             cwd=ROOT, check=True, capture_output=True).stdout
+        names = sorted({f for f in out.decode().split("\0") if f and (ROOT / f).is_file()})
+        return {f: (ROOT / f).read_bytes() for f in names}
+    archive = subprocess.run(["git", "archive", "--format=tar", REV], cwd=ROOT, check=True,
+                             capture_output=True).stdout
+    files = {}
+    with tarfile.open(fileobj=io.BytesIO(archive)) as tar:
+        for member in tar:
+            if member.isfile():
+                files[member.name] = tar.extractfile(member).read()
+    return files
+
+
 def git_files() -> list[str]:
-    out = subprocess.run(["git", "ls-files", "-z", "--cached", "--others", "--exclude-standard"],
-                         cwd=ROOT, check=True, capture_output=True).stdout
-    return sorted({f for f in out.decode().split("\0") if f and (ROOT / f).is_file()})
+    return sorted(SNAPSHOT)
+
+
+SNAPSHOT: dict[str, bytes] = {}
 
 
 def restore_active() -> None:
@@ -225,13 +258,14 @@ def sync_tree() -> None:
     files = git_files()
     wanted = set(files)
     for rel in files:
-        src, dst = ROOT / rel, TREE / rel
-        data = src.read_bytes()
+        dst = TREE / rel
+        data = SNAPSHOT[rel]
         if dst.is_file() and dst.read_bytes() == data:
             continue
         dst.parent.mkdir(parents=True, exist_ok=True)
         dst.write_bytes(data)
-        shutil.copymode(src, dst)
+        if rel.endswith((".sh", ".py")) or rel.startswith(".ci/"):
+            dst.chmod(0o755)
     for dst in TREE.rglob("*"):
         if dst.is_file() and str(dst.relative_to(TREE)) not in wanted:
             dst.unlink()
@@ -251,12 +285,14 @@ def configure() -> None:
                    check=True, stdout=subprocess.DEVNULL)
 
 
-def ninja(targets: list[str], timeout: float) -> bool:
+def ninja(targets: list[str], timeout: float, show_errors: bool = False) -> bool:
     try:
         r = subprocess.run(["ninja", "-C", str(BUILD), *targets], capture_output=True,
                            timeout=timeout)
     except subprocess.TimeoutExpired:
         return False
+    if r.returncode != 0 and show_errors:
+        sys.stderr.write(r.stdout.decode(errors="replace")[-3000:])
     return r.returncode == 0
 
 
@@ -287,15 +323,25 @@ def binaries_by_source(binaries: list[str]) -> dict[str, list[str]]:
 
 
 def run_binary(binary: str, timeout: float) -> tuple[str, float]:
-    """'pass', 'fail' or 'timeout', and the seconds it took."""
+    """'pass', 'fail' or 'timeout', and the seconds it took. The binary runs in a session of its
+    own so that a time-out also ends the children it forked (death tests), whose open pipes
+    would otherwise keep the wait going."""
     start = time.monotonic()
     env = dict(os.environ, GTEST_BRIEF="1")
+    proc = subprocess.Popen([str(BUILD / binary), "--gtest_fail_fast"],
+                            cwd=BUILD / Path(binary).parent, stdin=subprocess.DEVNULL,
+                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, env=env,
+                            start_new_session=True)
     try:
-        r = subprocess.run([str(BUILD / binary), "--gtest_fail_fast"], cwd=BUILD / Path(binary).parent,
-                           capture_output=True, timeout=timeout, env=env)
-        verdict = "pass" if r.returncode == 0 else "fail"
+        verdict = "pass" if proc.wait(timeout=timeout) == 0 else "fail"
     except subprocess.TimeoutExpired:
         verdict = "timeout"
+    finally:
+        try:
+            os.killpg(proc.pid, signal.SIGKILL)
+        except ProcessLookupError:
+            pass
+        proc.wait()
     return verdict, time.monotonic() - start
 
 
@@ -307,10 +353,8 @@ def order_binaries(rel: str, binaries: list[str], durations: dict[str, float]) -
     mutants die in the first binary, so the rest are rarely built or run."""
     parts = Path(rel).parts
     hints = {parts[-2]} if len(parts) > 1 else set()
-    if parts[:2] == ("src", "widgets"):
-        hints |= {"widgets"}
-    if parts[:2] == ("src", "components"):
-        hints |= {"widgets"}
+    if parts[:2] in {("src", "widgets"), ("src", "components"), ("src", "host")}:
+        hints |= {"widget"}
 
     def rank(b: str) -> tuple:
         name = Path(b).name
@@ -357,7 +401,14 @@ def main() -> int:
     ap.add_argument("--timeout-factor", type=float, default=3.0,
                     help="a test binary may take this many times its clean run (plus 10 s)")
     ap.add_argument("--json", type=Path, help="write every result here")
+    ap.add_argument("--rev", help="mutate and test this commit instead of the working tree")
+    ap.add_argument("--work", type=Path, default=WORK,
+                    help="scratch folder for the tree copy and its build (default build/mutants)")
     args = ap.parse_args()
+    set_work(args.work)
+    global REV, SNAPSHOT
+    REV = args.rev
+    SNAPSHOT = source_snapshot()
 
     files = source_files(args.files)
     if not files:
@@ -365,7 +416,7 @@ def main() -> int:
         return 2
     candidates: list[Mutant] = []
     for rel in files:
-        candidates.extend(file_mutants(rel, (ROOT / rel).read_text()))
+        candidates.extend(file_mutants(rel, SNAPSHOT[rel].decode()))
     candidates.sort(key=Mutant.key)
     sample = candidates
     if args.sample and args.sample < len(candidates):
@@ -387,7 +438,7 @@ def main() -> int:
     configure()
     binaries = test_binaries()
     print("building the clean tree ...", flush=True)
-    if not ninja(binaries, timeout=3600):
+    if not ninja(binaries, timeout=3600, show_errors=True):
         print("the clean tree does not build", file=sys.stderr)
         return 2
     durations = {}
@@ -436,7 +487,7 @@ def main() -> int:
             print(f"  {r['file']}:{r['line']} {r['op']}: {r['before'].strip()}  =>  "
                   f"{r['after'].strip()}")
     if args.json:
-        args.json.write_text(json.dumps({"seed": args.seed, "sample": args.sample,
+        args.json.write_text(json.dumps({"rev": args.rev, "seed": args.seed, "sample": args.sample,
                                          "files": args.files, "counts": counts,
                                          "results": results}, indent=1))
     return 0
