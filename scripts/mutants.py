@@ -436,6 +436,8 @@ def main() -> int:
     WORK.mkdir(parents=True, exist_ok=True)
     sync_tree()
     configure()
+    # The copied tree may add or remove test folders: regenerate before listing the binaries.
+    ninja(["build.ninja"], timeout=600, show_errors=True)
     binaries = test_binaries()
     print("building the clean tree ...", flush=True)
     if not ninja(binaries, timeout=3600, show_errors=True):
