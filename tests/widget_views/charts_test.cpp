@@ -3,6 +3,8 @@
 #include <cmath>
 #include <memory>
 #include <optional>
+#include <regex>
+#include <set>
 #include <sstream>
 #include <vector>
 
@@ -103,14 +105,38 @@ TEST(ChartDataModel, StateIsNeverResetSoASecondPassGoesOneTurnFurther) {
 
 TEST(ChartDataModel, DebugNumbersPrintLikeThePlatform) {
   const std::vector<std::pair<double, const char*>> cases = {
-      {72, "72.0"},         {0, "0.0"},
-      {-90, "-90.0"},       {0.1, "0.1"},
-      {123.456, "123.456"}, {1e16, "1e+16"},
-      {NAN, "nan"},         {INFINITY, "inf"},
-      {-INFINITY, "-inf"},  {72.00000000000001, "72.00000000000001"},
+      {72, "72.0"},
+      {0, "0.0"},
+      {-90, "-90.0"},
+      {0.1, "0.1"},
+      {123.456, "123.456"},
+      {1e16, "1e+16"},
+      {NAN, "nan"},
+      {INFINITY, "inf"},
+      {-INFINITY, "-inf"},
+      {72.00000000000001, "72.00000000000001"},
+      // The plain range starts at 1e-4 inclusive.
+      {1e-4, "0.0001"},
+      {9e-5, "9e-05"},
   };
   for (const auto& [value, text] : cases)
     EXPECT_EQ(formatDebugDouble(value), text) << value;
+}
+
+// Byte order and dashes of the text form, and random ids are version 4 with the RFC 4122 variant.
+TEST(UUID, TextFormAndRandomIds) {
+  UUID id;
+  for (std::uint8_t i = 0; i < 16; ++i)
+    id.bytes[i] = static_cast<std::uint8_t>(i * 0x11);
+  EXPECT_EQ(id.uuidString(), "00112233-4455-6677-8899-AABBCCDDEEFF");
+  const std::regex v4("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}");
+  std::set<std::string> seen;
+  for (int i = 0; i < 50; ++i) {
+    const std::string text = UUID::random().uuidString();
+    EXPECT_TRUE(std::regex_match(text, v4)) << text;
+    seen.insert(text);
+  }
+  EXPECT_EQ(seen.size(), 50u);
 }
 
 // Shape geometry: centre and radius from the frame, and the arc the wedge is cut along.
