@@ -405,6 +405,10 @@ def main() -> int:
                     help="a test binary may take this many times its clean run (plus 10 s)")
     ap.add_argument("--json", type=Path, help="write every result here")
     ap.add_argument("--rev", help="mutate and test this commit instead of the working tree")
+    ap.add_argument("--survivors-of", type=Path, metavar="JSON",
+                    help="run again only the mutants this earlier --json result lists as "
+                         "survived and carry its other verdicts over (sound when tests were only "
+                         "added since)")
     ap.add_argument("--work", type=Path, default=WORK,
                     help="scratch folder for the tree copy and its build (default build/mutants)")
     args = ap.parse_args()
@@ -427,8 +431,17 @@ def main() -> int:
     # Mutants of one file run together: its restored object is rebuilt once per file, not per
     # mutant.
     sample.sort(key=lambda m: (m.file, m.line, m.op, m.after))
-    print(f"{len(candidates)} candidate mutants in {len(files)} files; running {len(sample)}",
-          flush=True)
+    carried: dict[tuple, dict] = {}
+    if args.survivors_of:
+        earlier = json.loads(args.survivors_of.read_text())["results"]
+        byKey = {(r["file"], r["line"], r["op"], r["after"]): r for r in earlier}
+        if set(byKey) != {m.key() for m in sample}:
+            print(f"{args.survivors_of} is not a run of this sample", file=sys.stderr)
+            return 2
+        carried = {k: r for k, r in byKey.items() if r["verdict"] != "survived"}
+    print(f"{len(candidates)} candidate mutants in {len(files)} files; running "
+          f"{len(sample) - len(carried)}"
+          + (f" (the other {len(carried)} verdicts carried over)" if carried else ""), flush=True)
     if args.list:
         for m in sample:
             print(f"{m.file}:{m.line} {m.op}: {m.before.strip()}  =>  {m.after.strip()}")
@@ -461,6 +474,10 @@ def main() -> int:
     started = time.monotonic()
     try:
         for i, m in enumerate(sample, start=1):
+            if m.key() in carried:
+                counts[carried[m.key()]["verdict"]] += 1
+                results.append(carried[m.key()])
+                continue
             bins = order_binaries(m.file, covering.get(m.file, []), durations)
             if not bins:
                 verdict, by, secs = "no tests", "", 0.0
