@@ -348,6 +348,67 @@ def run_binary(binary: str, timeout: float) -> tuple[str, float]:
     return verdict, time.monotonic() - start
 
 
+def test_sources(binary: str) -> set[str]:
+    """The files under tests/ (sources and the headers they include) a test binary is built
+    from, from its inputs and the compiler's dependency log."""
+    out = subprocess.run(["ninja", "-C", str(BUILD), "-t", "inputs", binary], check=True,
+                         capture_output=True, text=True).stdout.splitlines()
+    objects = [i for i in out if i.endswith(".o")]
+    deps = subprocess.run(["ninja", "-C", str(BUILD), "-t", "deps", *objects], check=True,
+                          capture_output=True, text=True).stdout.splitlines() if objects else []
+    found = set()
+    for line in out + [d.strip() for d in deps]:
+        path = (BUILD / line).resolve() if not line.startswith("/") else Path(line)
+        try:
+            rel = str(path.relative_to(TREE))
+        except ValueError:
+            continue
+        if rel.startswith("tests/"):
+            found.add(rel)
+    return found
+
+
+def file_at(rev: str, rel: str) -> bytes | None:
+    r = subprocess.run(["git", "show", f"{rev}:{rel}"], cwd=ROOT, capture_output=True)
+    return r.stdout if r.returncode == 0 else None
+
+
+def carry_from(path: Path, sample: list, binaries: list[str]) -> dict[tuple, dict]:
+    """Verdicts of an earlier run that cannot change: the same mutant, the same product code,
+    and a killing binary built from the same test sources kills it again."""
+    earlier = json.loads(path.read_text())
+    rev = earlier.get("rev")
+    if not rev:
+        print(f"{path} names no --rev; nothing carried over", file=sys.stderr)
+        return {}
+    old = subprocess.run(["git", "archive", "--format=tar", rev, "src", "tools"], cwd=ROOT,
+                         check=True, capture_output=True).stdout
+    product = {}
+    with tarfile.open(fileobj=io.BytesIO(old)) as tar:
+        for member in tar:
+            if member.isfile():
+                product[member.name] = tar.extractfile(member).read()
+    now = {k: v for k, v in SNAPSHOT.items() if k.startswith(("src/", "tools/"))}
+    if product != now:
+        print("the product code differs from the earlier run; nothing carried over",
+              file=sys.stderr)
+        return {}
+    same = set()
+    for b in binaries:
+        sources = test_sources(b)
+        if sources and all(file_at(rev, f) == SNAPSHOT.get(f) for f in sources):
+            same.add(Path(b).name)
+    keys = {m.key() for m in sample}
+    out = {}
+    for r in earlier["results"]:
+        k = (r["file"], r["line"], r["op"], r["after"])
+        if k in keys and r["verdict"] in ("killed", "timed out", "not compiled") and \
+                (r["verdict"] == "not compiled" or r["by"] in same):
+            out[k] = {**r, "carried": True}
+    print("test binaries unchanged since " + rev + ": " + ", ".join(sorted(same)), flush=True)
+    return out
+
+
 # ---------------------------------------------------------------------------------------------
 # Running
 
@@ -409,6 +470,10 @@ def main() -> int:
                     help="run again only the mutants this earlier --json result lists as "
                          "survived and carry its other verdicts over (sound when tests were only "
                          "added since)")
+    ap.add_argument("--carry-from", type=Path, metavar="JSON",
+                    help="carry over this earlier run's killed and timed-out verdicts whose "
+                         "killing test binary has byte-identical test sources now, when the "
+                         "product code (src/, tools/) is identical too")
     ap.add_argument("--work", type=Path, default=WORK,
                     help="scratch folder for the tree copy and its build (default build/mutants)")
     args = ap.parse_args()
@@ -467,6 +532,9 @@ def main() -> int:
     print("clean run: " + ", ".join(f"{Path(b).name} {s:.1f}s" for b, s in durations.items()),
           flush=True)
     covering = binaries_by_source(binaries)
+    if args.carry_from:
+        carried.update(carry_from(args.carry_from, sample, binaries))
+        print(f"carried over {len(carried)} verdicts from {args.carry_from}", flush=True)
 
     results = []
     counts = {k: 0 for k in ("killed", "timed out", "survived", "not compiled", "no tests",
