@@ -31,6 +31,7 @@
 #include "platform/ui/renderer.h"
 #include "platform/ui/text_engine.h"
 #include "platform/widgetkit/family_size.h"
+#include "platform/widgetkit/platform_backdrop.h"
 #include "platform/widgetkit/widget_family.h"
 #include "platform/widgetkit/widget_rendering_mode.h"
 #include "resources/widget_utils.h"
@@ -363,7 +364,9 @@ int runRender(const RenderArgs& args, const Io& io) {
   const ScopedRedraw redraw;
   for (const Job& job : jobs) {
     const View view = KMWidgetEntryView{entry, job.family, job.kind}.body();
-    rendered.push_back({job, layout(view, familySize(job.family, *device), layoutOptions), {}});
+    DisplayList list = layout(view, familySize(job.family, *device), layoutOptions);
+    list.backdrop = platformBackdrop(job.family);
+    rendered.push_back({job, std::move(list), {}});
   }
 
   if (args.format == "json") {
