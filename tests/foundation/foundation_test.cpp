@@ -36,7 +36,9 @@ TEST(DateTest, ISO8601ParsesOffsetsAndLocalTimes) {
       {"2026-03-01T23:30:00", 794097000.0},  // local to Europe/Berlin (CET)
       {"2026-03-01T23:30", 794097000.0},
       {"1999-12-31T23:59:59.250-05:30", -31602600.75},
-      {"2101-03-01T00:00:00Z", 3160771200.0},  // past a century year that is not a leap year
+      // Past a century year that is not a leap year, at and after its first hundred years.
+      {"2100-03-01T00:00:00Z", 3129235200.0},
+      {"2101-03-01T00:00:00Z", 3160771200.0},
       {"2026-02-29T00:00:00Z", std::nullopt},  // not a leap year
       {"2026-03-01", std::nullopt},
       {"2026-03-01T24:00:00Z", std::nullopt},
