@@ -22,6 +22,7 @@
 #include "host/widget_kind.h"
 #include "kmwidget/cli.h"
 #include "kmwidget/json_output.h"
+#include "kmwidget/widget_drawing.h"
 #include "model/widget_nutrition_summary.h"
 #include "platform/foundation/bundle.h"
 #include "platform/foundation/date.h"
@@ -31,7 +32,6 @@
 #include "platform/ui/renderer.h"
 #include "platform/ui/text_engine.h"
 #include "platform/widgetkit/family_size.h"
-#include "platform/widgetkit/platform_backdrop.h"
 #include "platform/widgetkit/widget_family.h"
 #include "platform/widgetkit/widget_rendering_mode.h"
 #include "resources/widget_utils.h"
@@ -353,20 +353,15 @@ int runRender(const RenderArgs& args, const Io& io) {
   const std::string bundleDir = Bundle::main().bundlePath();
   auto assets = AssetCatalog::load(std::filesystem::path(bundleDir) / "Assets.xcassets");
   if (!assets) return fail(io, "cannot load the asset catalogue: " + assets.error().message);
-  LayoutOptions layoutOptions;
-  layoutOptions.assets = &*assets;
-  // As the phone does for a right-to-left language, the widgets are mirrored to match their texts.
-  layoutOptions.layoutDirection = WidgetUtils::layoutDirection();
+  const LayoutOptions layoutOptions = widgetLayoutOptions(*assets);
 
   std::vector<Rendered> rendered;
   rendered.reserve(jobs.size());
   // One redraw of every widget asked for: the language and its texts are read once.
   const ScopedRedraw redraw;
   for (const Job& job : jobs) {
-    const View view = KMWidgetEntryView{entry, job.family, job.kind}.body();
-    DisplayList list = layout(view, familySize(job.family, *device), layoutOptions);
-    list.backdrop = platformBackdrop(job.family);
-    rendered.push_back({job, std::move(list), {}});
+    rendered.push_back(
+        {job, layoutWidget(entry, job.kind, job.family, *device, layoutOptions), {}});
   }
 
   if (args.format == "json") {
@@ -395,19 +390,7 @@ int runRender(const RenderArgs& args, const Io& io) {
   if (ec) return fail(io, "cannot create " + args.outDir + ": " + ec.message());
   const std::filesystem::path dir(args.outDir);
   for (Rendered& r : rendered) {
-    RenderOptions& options = r.options;
-    options.scale = args.scale;
-    // The lock screen shows widgets in one colour over the wallpaper; the home screen in colour.
-    options.renderingMode =
-        mode ? *mode
-             : (isAccessory(r.job.family) ? RenderingMode::vibrant : RenderingMode::fullColor);
-    // The phone draws lock-screen widgets in the dark appearance over the wallpaper.
-    options.colorScheme =
-        isAccessory(r.job.family) && options.renderingMode == RenderingMode::vibrant
-            ? ColorScheme::dark
-            : scheme;
-    options.cornerRadius = familyCornerRadius(r.job.family, *device);
-    options.assets = &*assets;
+    r.options = widgetRenderOptions(r.job.family, *device, scheme, mode, args.scale, *assets);
     r.file = r.job.kind + "." + std::string(familyName(r.job.family)) + "." + args.format;
   }
 
