@@ -161,6 +161,7 @@ TEST(HttpServer, AnswersBadRequestsWithA4xxAndKeepsServing) {
   const std::string big(5000, 'x');
   for (const Case& c : std::vector<Case>{
            {"GET /nowhere HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 404, "\"error\""},
+           {"GET /%ff%fe HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 404, "\"error\""},
            {"POST /echo HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\nConnection: close\r\n\r\nabc",
             200, "{\"got\":3}"},
            {"POST /echo HTTP/1.1\r\nHost: x\r\nContent-Length: 5000\r\nConnection: close\r\n\r\n" +

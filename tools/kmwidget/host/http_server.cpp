@@ -24,7 +24,9 @@ HttpResponse HttpResponse::json(int status, std::string body) {
 }
 
 HttpResponse HttpResponse::error(int status, const std::string& message) {
-  return json(status, nlohmann::json{{"error", message}}.dump());
+  // A message may quote what the client sent, which need not be UTF-8.
+  return json(status, nlohmann::json{{"error", message}}.dump(
+                          -1, ' ', false, nlohmann::json::error_handler_t::replace));
 }
 
 namespace {

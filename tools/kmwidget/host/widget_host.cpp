@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <condition_variable>
 #include <deque>
 #include <filesystem>
 #include <fstream>
@@ -319,33 +320,59 @@ void Host::requestTimeline(SlotId id) {
   slot.phase = "timeline";
 }
 
+// Draws the jobs on the workers; each tile is published as soon as it is drawn (the caller
+// publishes after the last), so one slow widget does not hold the others back.
 void Host::renderJobs(const std::vector<Job>& jobs) {
   if (jobs.empty()) return;
+  const std::size_t n = jobs.size();
   std::vector<RenderRequest> requests;
   for (const Job& job : jobs)
     requests.push_back(requestFor(job.kind, job.family, job.entry));
-  std::vector<RenderResult> results(jobs.size());
+  std::vector<RenderResult> results(n);
+  std::mutex doneMutex;
+  std::condition_variable doneChanged;
+  std::vector<std::size_t> done;  // indices drawn and not yet stored
   // As many at once as there are workers; the pool queues the rest.
   std::vector<std::thread> threads;
-  for (std::size_t i = 0; i < jobs.size(); ++i)
-    threads.emplace_back([&, i] { results[i] = pool_->render(requests[i]); });
+  for (std::size_t i = 0; i < n; ++i) {
+    threads.emplace_back([&, i] {
+      RenderResult result = pool_->render(requests[i]);
+      std::lock_guard lock(doneMutex);
+      results[i] = std::move(result);
+      done.push_back(i);
+      doneChanged.notify_one();
+    });
+  }
+  for (std::size_t stored = 0; stored < n;) {
+    std::vector<std::size_t> ready;
+    {
+      std::unique_lock lock(doneMutex);
+      doneChanged.wait(lock, [&] { return !done.empty(); });
+      ready.swap(done);
+    }
+    {
+      std::lock_guard lock(tilesMutex_);
+      for (std::size_t i : ready) {
+        RenderResult& result = results[i];
+        auto t = std::make_shared<Tile>();
+        t->version = nextVersion_++;
+        if (result.ok) {
+          t->png = std::move(result.png);
+          t->displayListJson = std::move(result.displayListJson);
+        } else {
+          t->error = result.fatalReason.empty() ? result.error : result.fatalReason;
+          log_ << "kmwidget host: " << jobs[i].kind << " " << familyName(jobs[i].family)
+               << " could not be drawn: " << t->error << std::endl;
+        }
+        if (auto it = slots_.find(jobs[i].id); it != slots_.end()) it->second.failed = !result.ok;
+        tiles_[jobs[i].id] = std::move(t);
+      }
+    }
+    stored += ready.size();
+    if (stored < n) publish();
+  }
   for (std::thread& t : threads)
     t.join();
-  std::lock_guard lock(tilesMutex_);
-  for (std::size_t i = 0; i < jobs.size(); ++i) {
-    auto t = std::make_shared<Tile>();
-    t->version = nextVersion_++;
-    if (results[i].ok) {
-      t->png = std::move(results[i].png);
-      t->displayListJson = std::move(results[i].displayListJson);
-    } else {
-      t->error = results[i].fatalReason.empty() ? results[i].error : results[i].fatalReason;
-      log_ << "kmwidget host: " << jobs[i].kind << " " << familyName(jobs[i].family)
-           << " could not be drawn: " << t->error << std::endl;
-    }
-    if (auto it = slots_.find(jobs[i].id); it != slots_.end()) it->second.failed = !results[i].ok;
-    tiles_[jobs[i].id] = std::move(t);
-  }
 }
 
 // Does what the scheduler says is due now; returns when to look again.
