@@ -3,7 +3,6 @@
 #include "platform/foundation/store_change_notice.h"
 
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
@@ -120,22 +119,6 @@ TEST(StoreChangeNoticeTest, NoticesChangesAndNothingElse) {
       EXPECT_FALSE(notice.waitForChange(milliseconds(150)));
     }
   }
-}
-
-TEST(StoreChangeNoticeTest, DescriptorBecomesReadableForAWrite) {
-  TempDir dir;
-  const std::string store = dir.file("store.sqlite");
-  write(store, "a");
-  StoreChangeNotice notice(store);
-  pollfd fd{notice.fd(), POLLIN, 0};
-  EXPECT_EQ(::poll(&fd, 1, 100), 0);  // quiet while nothing happens
-  write(store, "b");
-  ASSERT_EQ(::poll(&fd, 1, 1000), 1);
-  // The first readable wake-up may be the log's write before the commit shows; a retry follows.
-  bool changed = notice.consume();
-  for (int i = 0; i < 10 && !changed && ::poll(&fd, 1, 1000) == 1; ++i)
-    changed = notice.consume();
-  EXPECT_TRUE(changed);
 }
 
 }  // namespace
