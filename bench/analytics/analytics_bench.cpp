@@ -43,9 +43,10 @@ void BM_UserLogoutProdNoDebugger(benchmark::State& state) {
 BENCHMARK(BM_UserLogoutProdNoDebugger)->Repetitions(10)->ReportAggregatesOnly(true);
 
 // A port on the loopback interface where nothing listens: every transfer is refused, and the
-// queue is kept full by the benchmark loop, so most posts are the drop path.
+// queue (about 64 reports' worth of bytes) is kept full by the benchmark loop, so most posts are
+// the drop path: the oldest report makes room for the new one.
 InspectorServiceOptions unreachable() {
-  return InspectorServiceOptions{.endpoint = "http://127.0.0.1:9/i", .queueCapacity = 64};
+  return InspectorServiceOptions{.endpoint = "http://127.0.0.1:9/i", .queueBytes = 64 * 330};
 }
 
 void BM_PostReportServiceUnreachable(benchmark::State& state) {
@@ -67,7 +68,7 @@ BENCHMARK(BM_PostReportServiceUnreachable)->Repetitions(10)->ReportAggregatesOnl
 // copies the body into the queue and wakes the worker.
 void BM_PostReportAccepted(benchmark::State& state) {
   InspectorServiceClient client(
-      InspectorServiceOptions{.endpoint = "http://127.0.0.1:9/i", .queueCapacity = 1u << 18});
+      InspectorServiceOptions{.endpoint = "http://127.0.0.1:9/i", .queueBytes = 64u << 20});
   const std::string body =
       makeInvocationReport("bJaNBZcQB_",
                            "7a511eb16509e2871e4ad48c20f910992363de3bd1932a30a93cbcaa51a55e09", true,

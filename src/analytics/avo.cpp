@@ -45,7 +45,12 @@ Avo::Avo(AvoEnv env, std::shared_ptr<AvoCustomDestination> prodRudderstackDestin
   if (NOOP_) return;  // the destination is not made and both objects are dropped
 
   prodRudderstack->make(ENV_, std::nullopt);
-  if (isDev()) reportStart("init", {});
+  if (isDev()) {
+    if (!InspectorServiceClient::shared().enabled()) {
+      logWarnWithFallback(true, std::string(kAvoInspectorReportsOff));
+    }
+    reportStart("init", {});
+  }
 
   INSPECTOR_ = std::move(inspector);
   initInspector();

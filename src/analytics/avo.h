@@ -45,6 +45,12 @@ inline constexpr std::string_view kAvoProdNoopRefusal =
     "    [avo] - Please reach out if you want to be able to run Avo in production mode with "
     "noop=true\n"
     "    ****************************************************";
+// Said once by a development client whose process has no usable inspector endpoint, so that
+// reports that go nowhere do not look like reports that were sent.
+inline constexpr std::string_view kAvoInspectorReportsOff =
+    "Inspector reports are off: no inspector endpoint is configured (set KM_AVO_INSPECTOR_URL "
+    "to an https:// URL).";
+
 inline constexpr std::string_view kAvoInspectorVersionError =
     "Included Robrog version does not support the latest features used in Avo functions. "
     "Please update your Robrog to the latest version.";

@@ -92,13 +92,20 @@ void LoopbackHttpServer::serve() {
     const int fd = ::accept(listenFd_, nullptr, nullptr);
     if (fd < 0) continue;
     connections_.fetch_add(1);
-    handle(fd);
-    ::close(fd);
+    connectionThreads_.emplace_back([this, fd] { serveConnection(fd); });
   }
+  for (auto& thread : connectionThreads_)
+    thread.join();
 }
 
-void LoopbackHttpServer::handle(int fd) {
-  std::string data;
+void LoopbackHttpServer::serveConnection(int fd) {
+  std::string pending;
+  while (handle(fd, pending)) {
+  }
+  ::close(fd);
+}
+
+bool LoopbackHttpServer::handle(int fd, std::string& data) {
   std::size_t headerEnd = std::string::npos;
   std::size_t contentLength = 0;
   char buffer[4096];
@@ -114,9 +121,9 @@ void LoopbackHttpServer::handle(int fd) {
       }
     }
     if (headerEnd != std::string::npos && data.size() >= headerEnd + 4 + contentLength) break;
-    if (!waitReadable(fd, stop_)) return;
+    if (!waitReadable(fd, stop_)) return false;
     const ssize_t n = ::recv(fd, buffer, sizeof buffer, 0);
-    if (n <= 0) return;
+    if (n <= 0) return false;
     data.append(buffer, static_cast<std::size_t>(n));
   }
 
@@ -140,13 +147,22 @@ void LoopbackHttpServer::handle(int fd) {
     request.headers.emplace_back(lower(line.substr(0, colon)), value);
   }
   request.body = data.substr(headerEnd + 4, contentLength);
+  data.erase(0, headerEnd + 4 + contentLength);
   {
     std::lock_guard lock(mutex_);
     requests_.push_back(std::move(request));
   }
   received_.notify_all();
+  while (paused_.load() && !stopping())
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
 
   switch (behavior_) {
+    case ServerBehavior::keepAlive: {
+      const std::string body = R"({"ok":true})";
+      sendAll(fd, "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: " +
+                      std::to_string(body.size()) + "\r\n\r\n" + body);
+      return true;
+    }
     case ServerBehavior::ok: {
       const std::string body = R"({"ok":true,"ignored":[1,2,3]})";
       sendAll(fd, "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: " +
@@ -172,10 +188,11 @@ void LoopbackHttpServer::handle(int fd) {
     case ServerBehavior::hang:
       // Keep the connection open and say nothing until the test is over.
       while (waitReadable(fd, stop_)) {
-        if (::recv(fd, buffer, sizeof buffer, 0) <= 0) return;
+        if (::recv(fd, buffer, sizeof buffer, 0) <= 0) return false;
       }
       break;
   }
+  return false;
 }
 
 }  // namespace km::testing

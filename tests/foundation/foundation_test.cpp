@@ -45,6 +45,11 @@ TEST(DateTest, ISO8601ParsesOffsetsAndLocalTimes) {
       {"2026-03-01T23:30:00+24:00", std::nullopt},
       {"2026-03-01T23:30:00+01:00x", std::nullopt},
       {"yesterday", std::nullopt},
+      // Moments must have a four-digit year in UTC, so that they can be written back.
+      {"9999-12-31T23:59:59Z", 252423993599.0},
+      {"9999-12-31T23:59:59-23:59", std::nullopt},
+      {"0000-01-01T00:00:00+00:01", std::nullopt},
+      {"1013-06-29T02:30:00", -31162833000.0 + 392},  // Berlin local mean time, +00:53:28
   };
   for (const auto& c : cases) {
     auto got = parseISO8601(c.text);
@@ -66,6 +71,8 @@ TEST(DateTest, ISO8601FormatsWithTheZoneOffsetAtThatMoment) {
       {794097000.0, "America/St_Johns", "2026-03-01T19:00:00-03:30"},
       {796437000.0 + 3600, "Europe/Berlin", "2026-03-29T03:30:00+02:00"},  // after the change
       {-31602600.75, "Asia/Kolkata", "2000-01-01T10:59:59.250+05:30"},
+      // Proleptic Gregorian before 1582, as the parser reads it (not the Julian calendar).
+      {-31162833000.0, "UTC", "1013-06-29T01:30:00Z"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(formatISO8601(Date{c.since2001}, c.zone), c.want) << c.zone;

@@ -57,6 +57,34 @@ TEST(AssetCatalogTest, ColourComponentForms) {
   }
 }
 
+// Contents.json members of the wrong type (a number where Xcode writes a string, a string for a
+// flag) count as absent: the file loses that member, the catalogue still loads.
+TEST(AssetCatalogTest, MembersOfTheWrongTypeCountAsAbsent) {
+  const auto dir = std::filesystem::temp_directory_path() / "km_ui_wrong_types.xcassets";
+  std::filesystem::remove_all(dir);
+  std::filesystem::create_directories(dir / "c.colorset");
+  std::filesystem::create_directories(dir / "i.imageset");
+  std::filesystem::create_directories(dir / "g" / "n.colorset");
+  std::ofstream(dir / "c.colorset/Contents.json")
+      << R"({"colors":[{"color":7},{"appearances":[{"appearance":1,"value":"dark"}],)"
+      << R"("color":{"components":{"red":"1.0","green":"0.0","blue":"0.0"}}}]})";
+  std::ofstream(dir / "i.imageset/Contents.json")
+      << R"({"images":[{"filename":7},{"filename":"i.svg","scale":2}],)"
+      << R"("properties":{"template-rendering-intent":1}})";
+  std::ofstream(dir / "i.imageset/i.svg")
+      << R"(<svg xmlns="http://www.w3.org/2000/svg" width="4" height="4"><path d="M0 0h4v4z"/></svg>)";
+  std::ofstream(dir / "g/Contents.json") << R"({"properties":{"provides-namespace":"yes"}})";
+  std::ofstream(dir / "g/n.colorset/Contents.json")
+      << R"({"colors":[{"color":{"components":{"white":"1"}}}]})";
+  const auto catalog = AssetCatalog::load(dir);
+  ASSERT_TRUE(catalog.ok());
+  // The appearance that is not a string makes the red entry universal.
+  EXPECT_EQ(catalog->color("c", ColorScheme::dark), (RGBA{1, 0, 0, 1}));
+  EXPECT_TRUE(catalog->hasImage("i"));
+  EXPECT_FALSE(catalog->isTemplateImage("i"));
+  EXPECT_TRUE(catalog->color("n", ColorScheme::light));  // "yes" is no namespace
+}
+
 TEST(AssetCatalogTest, AppearancesNamespacesAndBrokenSets) {
   auto catalog = AssetCatalog::load(kFixtures);
   ASSERT_TRUE(catalog.ok()) << catalog.error().message;

@@ -1,6 +1,9 @@
 #include <cairo.h>
 #include <gtest/gtest.h>
 #include <spng.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cmath>
@@ -131,6 +134,16 @@ TEST(RenderTest, ConicGradientColoursAtKnownAngles) {
        60,
        1},
       {"three stops", {Gradient({{red, 0}, {Color::sRGB(0, 1, 0), 0.5}, {blue, 1}})}, 90, 0.5},
+      // Sweeps longer than a turn draw one turn, with the stops spread over that turn.
+      {"two turns",
+       {Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle::degrees(0),
+        Angle::degrees(720)},
+       90,
+       0.75},
+      {"91 to 1e9 radians",
+       {Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle{91}, Angle{1e9}},
+       91 * 180 / std::numbers::pi + 180,
+       0.5},
   };
   for (const auto& c : cases) {
     // Pixels get a per-pixel gradient; vector output a mesh: both must agree with the angles.
@@ -437,6 +450,53 @@ TEST(RenderTest, NonFiniteGradientsAndHugeSizesStillDraw) {
       ink += img.pixel(x, y)[3] > 128;
   }
   EXPECT_GT(ink, 20);  // the word is drawn at the leading edge
+}
+
+// Drawing costs what the pixels cost, whatever the numbers: a gradient swept over a billion
+// radians under a shadow, and a dash pattern far finer than a pixel round a ring a thousand
+// times the widget's size, drawn to pixels and as vectors, must not grow the process by more
+// than a few images' worth. Run in a child so that its peak memory is its own; the alarm only
+// ends a child that would otherwise run for minutes.
+TEST(RenderTest, HugeGradientSweepUnderAShadowCostsOnlyItsPixels) {
+  StrokeStyle fine;
+  fine.lineWidth = 4;
+  fine.dash = {0.01, 0.03};
+  const View view =
+      ZStack({Circle()
+                  .fill(AngularGradient{
+                      Gradient::evenlySpaced({Color::sRGB(1, 0, 0), Color::sRGB(0, 0, 1)}),
+                      UnitPoint::center(), Angle{91}, Angle{1e9}})
+                  .shadow(Color::black(), 4, 2, 2)
+                  .frame(100, 100),
+              // A ring of radius 30 000 whose left edge crosses the picture at x = 90, clear of the
+              // gradient near the top.
+              Circle().stroke(Color::black(), fine).frame(60000, 60000).offset(30040, 0)});
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    alarm(60);
+    rusage before{};
+    getrusage(RUSAGE_SELF, &before);
+    const RasterImage pixels = draw(view, {100, 100});
+    const RasterImage vector = drawAsVector(view, {100, 100});
+    rusage after{};
+    getrusage(RUSAGE_SELF, &after);
+    const long grownKiB = after.ru_maxrss - before.ru_maxrss;
+    // The fine dashes show as a solid line at their quarter of ink.
+    const bool drawn = pixels.pixel(50, 50)[3] == 255 && vector.pixel(50, 50)[3] == 255 &&
+                       std::abs(pixels.pixel(90, 2)[3] - 64) < 16;
+    if (!drawn || grownKiB >= 64 * 1024) {
+      std::fprintf(stderr, "grew %ld KiB; alpha at centre %d/%d, on the ring %d\n", grownKiB,
+                   pixels.pixel(50, 50)[3], vector.pixel(50, 50)[3], pixels.pixel(90, 2)[3]);
+      _exit(1);
+    }
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0)
+      << (WIFSIGNALED(status) ? "killed by signal " + std::to_string(WTERMSIG(status))
+                              : "grew by 64 MiB or more, or drew nothing");
 }
 
 TEST(RenderTest, LinearGradientAndRoundedShapes) {

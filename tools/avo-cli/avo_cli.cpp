@@ -67,7 +67,7 @@ struct Options {
 
 class Playground {
  public:
-  Playground(const Options& options, std::ostream& out, std::ostream& err) : out_(out), err_(err) {
+  Playground(const Options& options, std::ostream& out, std::ostream& err) : err_(err) {
     if (options.inspector) {
       // The client looks the class up by name when it is built, as it would find the vendor's.
       inspectorClass_.emplace(std::string(avo_selectors::kInspectorClass), [&out] {
@@ -134,7 +134,6 @@ class Playground {
   }
 
  private:
-  std::ostream& out_;
   std::ostream& err_;
   std::optional<ScopedClassRegistration> inspectorClass_;
   std::unique_ptr<Avo> avo_;

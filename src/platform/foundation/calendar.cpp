@@ -57,10 +57,12 @@ std::shared_ptr<const icu::Calendar> prototypeFor(const std::string& zoneId,
     if (auto it = prototypes.find(key); it != prototypes.end()) return it->second;
   }
   UErrorCode status = U_ZERO_ERROR;
-  // The calendar adopts the zone; always Gregorian, whatever calendar the locale prefers.
+  // The calendar adopts the zone; always Gregorian, whatever calendar the locale prefers, and
+  // proleptic (no Julian dates before 1582), as ISO-8601 dates are.
   auto calendar = std::make_shared<icu::GregorianCalendar>(makeZone(zoneId).release(),
                                                            icu::Locale(localeId.c_str()), status);
   if (U_FAILURE(status)) fatalError("cannot create a calendar for locale \"" + localeId + "\"");
+  calendar->setGregorianChange(U_DATE_MIN, status);
   std::lock_guard lock(mutex);
   if (prototypes.size() >= kMaxPrototypes) prototypes.clear();
   prototypes.emplace(std::move(key), calendar);
@@ -193,6 +195,7 @@ LocalFields localFields(Date date, const std::string& timeZoneId) {
   const double whole = std::floor(t);
   UErrorCode status = U_ZERO_ERROR;
   icu::GregorianCalendar calendar(makeZone(timeZoneId).release(), icu::Locale::getRoot(), status);
+  calendar.setGregorianChange(U_DATE_MIN, status);
   calendar.setTime(whole * kMsPerSecond, status);
   LocalFields f{};
   f.year = calendar.get(UCAL_EXTENDED_YEAR, status);
@@ -211,6 +214,7 @@ Date dateFromLocal(int year, int month, int day, int hour, int minute, double se
                    const std::string& timeZoneId) {
   UErrorCode status = U_ZERO_ERROR;
   icu::GregorianCalendar calendar(makeZone(timeZoneId).release(), icu::Locale::getRoot(), status);
+  calendar.setGregorianChange(U_DATE_MIN, status);
   calendar.clear();
   calendar.set(year, month - 1, day, hour, minute, 0);
   const double ms = calendar.getTime(status);

@@ -115,8 +115,18 @@ std::optional<Date> parseISO8601(std::string_view text) {
       minute > 59 || second > 59) {
     return std::nullopt;
   }
+  // Only moments whose UTC date has four digits: an offset can push "9999-12-31T23:59-23:59"
+  // into year 10000, which no ISO-8601 text of this form can say back.
+  const auto writable = [](Date date) -> std::optional<Date> {
+    static const double earliest = static_cast<double>(daysFromCivil(0, 1, 1) * 86400);
+    static const double end = static_cast<double>(daysFromCivil(10000, 1, 1) * 86400);
+    const double t = date.timeIntervalSince1970();
+    if (!(t >= earliest && t < end)) return std::nullopt;
+    return date;
+  };
   if (r.atEnd()) {
-    return dateFromLocal(year, month, day, hour, minute, second + fraction, currentTimeZoneId());
+    return writable(
+        dateFromLocal(year, month, day, hour, minute, second + fraction, currentTimeZoneId()));
   }
   int offset = 0;
   if (!r.literal('Z')) {
@@ -134,7 +144,7 @@ std::optional<Date> parseISO8601(std::string_view text) {
       daysFromCivil(year, static_cast<unsigned>(month), static_cast<unsigned>(day));
   const double seconds =
       static_cast<double>(days * 86400 + hour * 3600 + minute * 60 + second - offset) + fraction;
-  return Date::fromUnix(seconds);
+  return writable(Date::fromUnix(seconds));
 }
 
 }  // namespace km

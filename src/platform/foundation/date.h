@@ -38,7 +38,8 @@ Date now();
 std::string formatISO8601(Date date, std::string_view timeZoneId = {});
 
 // Parses "YYYY-MM-DDTHH:MM[:SS[.fff]]" followed by "Z", "±HH:MM" or "±HHMM"; without an offset
-// the time is local to the process's time zone. nullopt for anything else.
+// the time is local to the process's time zone. nullopt for anything else, and for a moment
+// outside the years 0000 to 9999 in UTC (which formatISO8601 could not write back).
 std::optional<Date> parseISO8601(std::string_view text);
 
 }  // namespace km

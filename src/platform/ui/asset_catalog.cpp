@@ -29,6 +29,18 @@ std::optional<json> readJson(const std::filesystem::path& file) {
   return j;
 }
 
+// Members of a Contents.json object of the expected type; a member of another type (a number
+// where Xcode writes a string) counts as absent, so a malformed file only loses that member.
+std::string stringMember(const json& object, const char* key, const char* fallback = "") {
+  const auto it = object.find(key);
+  return it != object.end() && it->is_string() ? it->get<std::string>() : fallback;
+}
+
+bool boolMember(const json& object, const char* key) {
+  const auto it = object.find(key);
+  return it != object.end() && it->is_boolean() && it->get<bool>();
+}
+
 // A colour component as Xcode writes it: a float ("0.502"), a hexadecimal byte ("0x80") or an
 // integer on the 0–255 scale ("128"). Alpha is always a float. Out-of-range values clamp.
 std::optional<double> component(const json& value, bool isAlpha) {
@@ -210,13 +222,14 @@ struct AssetCatalog::Data {
     ColorSet set;
     for (const json& entry : (*contents)["colors"]) {
       if (!entry.is_object()) continue;
-      auto rgba = parseColor(entry.value("color", json::object()));
+      const auto color = entry.find("color");
+      auto rgba = color != entry.end() ? parseColor(*color) : std::nullopt;
       if (!rgba) continue;
       std::string appearance;
       if (auto it = entry.find("appearances"); it != entry.end() && it->is_array()) {
         for (const json& a : *it) {
-          if (a.is_object() && a.value("appearance", "") == "luminosity") {
-            appearance = a.value("value", "");
+          if (a.is_object() && stringMember(a, "appearance") == "luminosity") {
+            appearance = stringMember(a, "value");
           }
         }
       }
@@ -236,14 +249,14 @@ struct AssetCatalog::Data {
     if (!contents) return;
     ImageSet set;
     if (auto props = contents->find("properties"); props != contents->end() && props->is_object()) {
-      set.isTemplate = props->value("template-rendering-intent", "") == "template";
+      set.isTemplate = stringMember(*props, "template-rendering-intent") == "template";
     }
     if (!contents->contains("images") || !(*contents)["images"].is_array()) return;
     // Prefer a vector file; otherwise the largest-scale bitmap.
     double bestScale = 0;
     for (const json& entry : (*contents)["images"]) {
       if (!entry.is_object() || !entry.contains("filename")) continue;
-      const std::string file = entry.value("filename", "");
+      const std::string file = stringMember(entry, "filename");
       const std::filesystem::path path = dir / file;
       std::string ext = path.extension().string();
       std::transform(ext.begin(), ext.end(), ext.begin(), ::tolower);
@@ -270,7 +283,7 @@ struct AssetCatalog::Data {
         set.size = rsvgSize(h.get());
         set.svg = std::move(h);
       } else if (ext == ".png" && !set.hasSvg()) {
-        std::string scaleText = entry.value("scale", "1x");
+        const std::string scaleText = stringMember(entry, "scale", "1x");
         const double scale = std::max(1.0, std::atof(scaleText.c_str()));
         if (scale <= bestScale) continue;
         cairo_surface_t* s = cairo_image_surface_create_from_png(path.c_str());
@@ -306,7 +319,7 @@ struct AssetCatalog::Data {
         if (auto contents = readJson(path / "Contents.json")) {
           auto props = contents->find("properties");
           if (props != contents->end() && props->is_object() &&
-              props->value("provides-namespace", false)) {
+              boolMember(*props, "provides-namespace")) {
             inner += path.filename().string() + "/";
           }
         }

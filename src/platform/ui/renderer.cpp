@@ -145,7 +145,13 @@ cairo_pattern_t* conicPattern(Point center, double radius, double start, double 
     }
   };
   if (end < start) std::swap(start, end);
+  // Callers place the stops on at most one turn; a longer sweep here would only ever be a
+  // caller's mistake, and would cost a wedge per 45 degrees of it.
   if (end - start > 2 * kPi) end = start + 2 * kPi;
+  stops.erase(std::remove_if(stops.begin(), stops.end(),
+                             [&](const AngleStop& s) { return s.angle < start || s.angle > end; }),
+              stops.end());
+  if (stops.empty()) stops.push_back({start, RGBA{0, 0, 0, 0}});
   // Stops pinned to the sweep's ends, then wedges between neighbours.
   if (stops.front().angle > start) stops.insert(stops.begin(), {start, stops.front().color});
   if (stops.back().angle < end) stops.push_back({end, stops.back().color});
@@ -197,6 +203,19 @@ Paint sanitized(const Paint& paint) {
   return paint;
 }
 
+// The sweep an angular gradient is drawn over: at most one turn in either direction, so the
+// stops are spread over the turn that is drawn (a gradient "from 91 to 1e9 radians" shows all
+// its colours in the one turn that is drawn), starting from the start angle reduced to
+// one turn so that huge angles keep their precision.
+struct Sweep {
+  double start, end;
+};
+Sweep drawnSweep(double start, double end) {
+  const double sweep = std::clamp(end - start, -2 * kPi, 2 * kPi);
+  const double reduced = std::remainder(start, 2 * kPi);
+  return {reduced, reduced + sweep};
+}
+
 // Sets the paint as the source for the current path (used for its extents).
 void setSourcePaint(cairo_t* cr, const Paint& unchecked, const Rect& frame, const ColorTreatment& t,
                     bool stroking) {
@@ -236,7 +255,7 @@ void setSourcePaint(cairo_t* cr, const Paint& unchecked, const Rect& frame, cons
   for (Point p : {Point{x0, y0}, Point{x1, y0}, Point{x0, y1}, Point{x1, y1}}) {
     radius = std::max(radius, std::hypot(p.x - center.x, p.y - center.y) + 1);
   }
-  const double start = a.startAngle.radians, end = a.endAngle.radians;
+  const auto [start, end] = drawnSweep(a.startAngle.radians, a.endAngle.radians);
   std::vector<AngleStop> stops;
   for (const auto& [offset, color] : treatStops(a.gradient)) {
     stops.push_back({start + (end - start) * offset, color});
@@ -270,7 +289,7 @@ bool rasterTarget(cairo_t* cr) {
 // Colours of an angular gradient sampled round the full turn from its start angle, premultiplied.
 std::vector<std::array<float, 4>> conicTable(const AngularGradient& g, const ColorTreatment& t,
                                              int entries, double* startAngle) {
-  double start = g.startAngle.radians, end = g.endAngle.radians;
+  auto [start, end] = drawnSweep(g.startAngle.radians, g.endAngle.radians);
   std::vector<std::pair<double, RGBA>> stops;
   for (const auto& st : g.gradient.stops) {
     stops.emplace_back(std::clamp(st.location, 0.0, 1.0), t(st.color));
@@ -577,6 +596,45 @@ bool worthDrawing(cairo_t* cr, const DisplayShape& shape) {
   return maxX >= cx0 && minX <= cx1 && maxY >= cy0 && minY <= cy1;
 }
 
+// Dash patterns are walked dash by dash along the whole path, visible or not, so a fine pattern
+// on a long path costs far more than the pixels it covers. Past this many dashes the stroke is
+// drawn solid at the pattern's share of ink instead, which is what such a fine pattern looks like.
+constexpr double kMostDashes = 20000;
+
+// The share of a dash pattern that is ink (1 for no pattern), when the current path stroked with
+// it would take more than kMostDashes dashes; nullopt when the pattern is drawn as it is.
+std::optional<double> tooFineDashInk(cairo_t* cr, const StrokeStyle& style) {
+  if (style.dash.empty()) return std::nullopt;
+  // An odd pattern repeats with ink and gaps swapped, so it counts twice.
+  const std::size_t n = style.dash.size() * (style.dash.size() % 2 == 1 ? 2 : 1);
+  double ink = 0, period = 0;
+  for (std::size_t i = 0; i < n; ++i) {
+    const double d = style.dash[i % style.dash.size()];
+    period += d;
+    if (i % 2 == 0) ink += d;
+  }
+  if (!(period > 0)) return std::nullopt;  // Cairo refuses such a pattern itself
+  double length = 0;
+  cairo_path_t* flat = cairo_copy_path_flat(cr);
+  Point last{}, start{};
+  for (int i = 0; i < flat->num_data; i += flat->data[i].header.length) {
+    const cairo_path_data_t* d = &flat->data[i];
+    if (d->header.type == CAIRO_PATH_MOVE_TO) {
+      last = start = {d[1].point.x, d[1].point.y};
+    } else if (d->header.type == CAIRO_PATH_LINE_TO) {
+      const Point p{d[1].point.x, d[1].point.y};
+      length += std::hypot(p.x - last.x, p.y - last.y);
+      last = p;
+    } else if (d->header.type == CAIRO_PATH_CLOSE_PATH) {
+      length += std::hypot(start.x - last.x, start.y - last.y);
+      last = start;
+    }
+  }
+  cairo_path_destroy(flat);
+  if (!(length / period * static_cast<double>(n) > kMostDashes)) return std::nullopt;
+  return ink / period;
+}
+
 void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
                  const ColorTreatment& t) {
   std::visit(
@@ -600,7 +658,15 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
             return;  // a clear shape paints nothing
           }
           const bool stroking = !c.fill;
-          if (stroking) applyStroke(cr, c.strokeStyle);
+          std::optional<double> solidInk;
+          if (stroking) {
+            applyStroke(cr, c.strokeStyle);
+            solidInk = tooFineDashInk(cr, c.strokeStyle);
+            if (solidInk) {
+              cairo_set_dash(cr, nullptr, 0, 0);
+              cairo_push_group(cr);
+            }
+          }
           const auto* angular = std::get_if<AngularGradient>(paint);
           if (angular && !t.overridden() && rasterTarget(cr)) {
             drawConicRaster(cr, std::get<AngularGradient>(sanitized(*angular)), item.frame, t,
@@ -608,6 +674,10 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
           } else {
             setSourcePaint(cr, *paint, item.frame, t, stroking);
             stroking ? cairo_stroke(cr) : cairo_fill(cr);
+          }
+          if (solidInk) {
+            cairo_pop_group_to_source(cr);
+            cairo_paint_with_alpha(cr, *solidInk);
           }
           cairo_new_path(cr);
         } else if constexpr (std::is_same_v<T, DisplayImage>) {
