@@ -1,7 +1,7 @@
 // `validate` against real renders: generated records, each validated and rendered by the real
 // tool with the same options; a record has stops exactly when its render aborts. Seeded, so a
 // failure repeats. KM_VALIDATE_RECORDS sets how many records (500 by default; 5000 for a long
-// run), KM_VALIDATE_SEED the seed.
+// run), KM_VALIDATE_SEED the seed, and KMWIDGET another build of the tool.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -42,7 +42,8 @@ std::string slurp(const std::string& path) {
 // Runs the kmwidget tool with `args`, its output captured in files of `dir`.
 Process kmwidget(const std::vector<std::string>& args, const TempDir& dir) {
   const std::string out = dir.file("stdout"), err = dir.file("stderr");
-  std::vector<char*> argv{const_cast<char*>(KMWIDGET_PATH)};
+  const char* tool = std::getenv("KMWIDGET");
+  std::vector<char*> argv{const_cast<char*>(tool && *tool ? tool : KMWIDGET_PATH)};
   for (const std::string& a : args)
     argv.push_back(const_cast<char*>(a.c_str()));
   argv.push_back(nullptr);
