@@ -7,14 +7,19 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
+#include <thread>
 
 namespace km::cli {
 namespace {
 
 constexpr std::string_view kFatalPrefix = "Fatal error: ";
+// Far beyond what laying out every widget takes, even in a sanitizer build on a busy machine.
+constexpr std::chrono::seconds kCheckTimeLimit{60};
 
 // Everything written to `fd` since its start.
 std::string readAll(int fd) {
@@ -75,8 +80,18 @@ std::vector<Stop> runIsolated(
       ::close(errors);
       break;
     }
+    // A check that hangs is stopped: validate must answer, whatever a widget does.
     int status = 0;
-    while (::waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    const auto deadline = std::chrono::steady_clock::now() + kCheckTimeLimit;
+    bool timedOut = false;
+    while (::waitpid(pid, &status, WNOHANG) == 0) {
+      if (std::chrono::steady_clock::now() > deadline) {
+        ::kill(pid, SIGKILL);
+        ::waitpid(pid, &status, 0);
+        timedOut = true;
+        break;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     const long at = current->load();
     if (at < 0 && WIFEXITED(status) && WEXITSTATUS(status) == 0) {
@@ -84,7 +99,9 @@ std::vector<Stop> runIsolated(
       break;
     }
     const auto index = static_cast<std::size_t>(at < 0 ? count - 1 : at);
-    stops.push_back({index, stopReason(readAll(errors), status)});
+    stops.push_back(
+        {index, timedOut ? "did not finish within " + std::to_string(kCheckTimeLimit.count()) + " s"
+                         : stopReason(readAll(errors), status)});
     ::close(errors);
     first = index + 1;
   }
