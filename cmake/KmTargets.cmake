@@ -21,14 +21,42 @@ if(KM_SANITIZE)
   add_link_options(-fsanitize=${KM_SANITIZE})
 endif()
 
-# km_add_library(name SOURCES ... [DEPS ...]): a static library rooted at src/.
+# Where installed headers go: include paths stay rooted as in src/ ("platform/ui/view.h").
+set(KM_INSTALL_INCLUDEDIR "${CMAKE_INSTALL_INCLUDEDIR}/kalomate")
+
+# Include roots, for this build and for an installed tree.
+function(km_include_roots target scope)
+  target_include_directories(${target} ${scope} "$<BUILD_INTERFACE:${CMAKE_SOURCE_DIR}/src>"
+                                                "$<INSTALL_INTERFACE:${KM_INSTALL_INCLUDEDIR}>")
+endfunction()
+
+# Registers a library of the product for `cmake --install` and the exported package. Installed
+# files are named libkm_<name>.a: a bare libbase.a or libui.a would clash in a shared lib folder.
+function(km_install_library name)
+  get_target_property(type ${name} TYPE)
+  if(NOT type STREQUAL "INTERFACE_LIBRARY")
+    set_target_properties(${name} PROPERTIES OUTPUT_NAME km_${name})
+  endif()
+  set_target_properties(${name} PROPERTIES EXPORT_NAME ${name})
+  if(KM_SANITIZE)
+    # A sanitised static library needs the sanitiser's runtime in whatever links it.
+    target_link_options(${name} INTERFACE "$<INSTALL_INTERFACE:-fsanitize=${KM_SANITIZE}>")
+  endif()
+  install(TARGETS ${name} EXPORT kalomate-widgetsTargets ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+endfunction()
+
+# km_add_library(name SOURCES ... [DEPS ...] [PRIVATE_DEPS ...] [INTERNAL]): a static library
+# rooted at src/. INTERNAL ones (a tool's own code) are not installed.
 function(km_add_library name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;PRIVATE_DEPS" ${ARGN})
+  cmake_parse_arguments(ARG "INTERNAL" "" "SOURCES;DEPS;PRIVATE_DEPS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   add_library(km::${name} ALIAS ${name})
-  target_include_directories(${name} PUBLIC "${CMAKE_SOURCE_DIR}/src")
+  km_include_roots(${name} PUBLIC)
   target_link_libraries(${name} PUBLIC ${ARG_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
   km_target_defaults(${name})
+  if(NOT ARG_INTERNAL)
+    km_install_library(${name})
+  endif()
 endfunction()
 
 # km_add_test(name SOURCES ... DEPS ...): one GoogleTest binary registered with CTest.
@@ -69,7 +97,8 @@ function(km_add_globbed_library name)
   else()
     add_library(${name} INTERFACE)
     add_library(km::${name} ALIAS ${name})
-    target_include_directories(${name} INTERFACE "${CMAKE_SOURCE_DIR}/src")
+    km_include_roots(${name} INTERFACE)
     target_link_libraries(${name} INTERFACE ${ARG_DEPS})
+    km_install_library(${name})
   endif()
 endfunction()

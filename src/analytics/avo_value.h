@@ -40,8 +40,8 @@ class AvoDictionary {
   // Removes the key if present; later keys keep their relative order.
   void erase(std::string_view key);
 
-  std::size_t size() const { return entries_.size(); }
-  bool empty() const { return entries_.empty(); }
+  std::size_t size() const;
+  bool empty() const;
   std::vector<Entry>::const_iterator begin() const;
   std::vector<Entry>::const_iterator end() const;
 
@@ -93,6 +93,14 @@ class AvoValue {
  private:
   std::variant<std::monostate, std::string, std::int64_t, bool, double, List, AvoDictionary> data_;
 };
+
+// Defined once AvoValue is complete: clang instantiates the entries' pair type for them.
+inline std::size_t AvoDictionary::size() const {
+  return entries_.size();
+}
+inline bool AvoDictionary::empty() const {
+  return entries_.empty();
+}
 
 // The printed form of a dictionary (same rules as AvoValue::description for a dictionary value).
 std::string describe(const AvoDictionary& dictionary);

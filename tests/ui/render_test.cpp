@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <spng.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <thread>
@@ -149,21 +150,32 @@ TEST(RenderTest, ConicGradientColoursAtKnownAngles) {
 }
 
 TEST(RenderTest, NamedColoursResolvePerAppearanceAndMissingOnesShow) {
-  const DisplayList list =
-      layout(HStack(VerticalAlignment::center, 0,
-                    {Rectangle().fill(Color::named("widget-background-primary")),
-                     Rectangle().fill(Color::named("no-such-colour")),
-                     Rectangle().fill(Color::primary())}),
-             {30, 10});
+  const DisplayList list = layout(
+      HStack(VerticalAlignment::center, 0,
+             {Rectangle().fill(Color::named("widget-background-primary")),
+              Rectangle().fill(Color::named("no-such-colour")), Rectangle().fill(Color::primary()),
+              Rectangle().fill(Color::separator()), Rectangle().fill(Color::systemBackground())}),
+      {50, 10});
   RenderOptions o;
   o.scale = 1;
   o.assets = &fixtures();
   struct Case {
     ColorScheme scheme;
-    Pixel named, missing, primary;
+    Pixel named, missing, primary, separator, background;
   } cases[] = {
-      {ColorScheme::light, {255, 255, 255, 255}, {255, 0, 255, 255}, {0, 0, 0, 255}},
-      {ColorScheme::dark, {0x1C, 0x1C, 0x1E, 255}, {255, 0, 255, 255}, {255, 255, 255, 255}},
+      // The separator is translucent grey: 60,60,67 at 29% in light, 84,84,88 at 60% in dark.
+      {ColorScheme::light,
+       {255, 255, 255, 255},
+       {255, 0, 255, 255},
+       {0, 0, 0, 255},
+       {60, 60, 67, 74},
+       {255, 255, 255, 255}},
+      {ColorScheme::dark,
+       {0x1C, 0x1C, 0x1E, 255},
+       {255, 0, 255, 255},
+       {255, 255, 255, 255},
+       {84, 84, 88, 153},
+       {0, 0, 0, 255}},
   };
   for (const auto& c : cases) {
     o.colorScheme = c.scheme;
@@ -171,6 +183,10 @@ TEST(RenderTest, NamedColoursResolvePerAppearanceAndMissingOnesShow) {
     EXPECT_EQ(img.pixel(5, 5), c.named);
     EXPECT_EQ(img.pixel(15, 5), c.missing);
     EXPECT_EQ(img.pixel(25, 5), c.primary);
+    const Pixel separator = img.pixel(35, 5);
+    for (int i = 0; i < 4; ++i)
+      EXPECT_NEAR(separator[i], c.separator[i], 2) << i;  // premultiplied storage rounds
+    EXPECT_EQ(img.pixel(45, 5), c.background);
   }
 }
 
@@ -210,6 +226,50 @@ TEST(RenderTest, RightToLeftTextStartsAtTheRight) {
                                         : runs.back().second - runs[1].first;
     EXPECT_LT(thin.second - thin.first, 12) << c.name;
     EXPECT_GT(wordWidth, 40) << c.name;
+  }
+}
+
+TEST(RenderTest, TheBackdropShowsWhereTheWidgetDrawsNothing) {
+  DisplayList list = layout(Rectangle().fill(Color::sRGB(1, 0, 0)).frame(10, 10), {20, 10});
+  RenderOptions o;
+  o.scale = 1;
+  o.colorScheme = ColorScheme::dark;
+  EXPECT_EQ(renderImage(list, o).pixel(1, 5)[3], 0);  // no backdrop: transparent around
+  list.backdrop = Paint{Color::systemBackground()};
+  const RasterImage img = renderImage(list, o);
+  EXPECT_EQ(img.pixel(1, 5), (Pixel{0, 0, 0, 255}));
+  EXPECT_TRUE(isRed(img.pixel(10, 5)));
+}
+
+TEST(RenderTest, TruncationPutsTheEllipsisWhereAsked) {
+  // A row of capitals cut to one line: an end that keeps a letter has ink in the upper half of
+  // the line; an end where the ellipsis stands has only its dots, down at the baseline.
+  auto tall = [](const RasterImage& img, std::pair<int, int> run) {
+    for (int x = run.first; x <= run.second; ++x) {
+      for (int y = 8; y < 20; ++y) {
+        if (img.pixel(x, y)[3] > 60) return true;
+      }
+    }
+    return false;
+  };
+  struct Case {
+    TruncationMode mode;
+    bool tallFirst, tallLast;
+  } cases[] = {
+      {TruncationMode::head, false, true},
+      {TruncationMode::middle, true, true},
+      {TruncationMode::tail, true, false},
+  };
+  for (const auto& c : cases) {
+    const RasterImage img =
+        draw(Text("MMMMMMMMMMMMMMMM").font(20).lineLimit(1).truncationMode(c.mode), {100, 40}, 1);
+    const auto runs = inkRuns(img);
+    ASSERT_GE(runs.size(), 4u) << static_cast<int>(c.mode);
+    EXPECT_EQ(tall(img, runs.front()), c.tallFirst) << static_cast<int>(c.mode);
+    EXPECT_EQ(tall(img, runs.back()), c.tallLast) << static_cast<int>(c.mode);
+    // Wherever it is, the ellipsis is there: some run is only dots.
+    EXPECT_TRUE(std::any_of(runs.begin(), runs.end(), [&](auto r) { return !tall(img, r); }))
+        << static_cast<int>(c.mode);
   }
 }
 

@@ -12,6 +12,7 @@
 #include "platform/foundation/calendar.h"
 #include "platform/ui/display_list_json.h"
 #include "platform/ui/layout.h"
+#include "platform/widgetkit/platform_backdrop.h"
 #include "resources/widget_utils.h"
 
 // Fontconfig, Pango, GLib and librsvg keep process-wide caches that are never freed; the leak
@@ -110,7 +111,9 @@ DisplayList layoutWidget(const View& view, WidgetFamily family, PhoneModel model
   LayoutOptions options;
   options.assets = &bundleAssets();
   options.layoutDirection = WidgetUtils::layoutDirection();
-  return layout(view, familySize(family, model), options);
+  DisplayList list = layout(view, familySize(family, model), options);
+  list.backdrop = platformBackdrop(family);
+  return list;
 }
 
 DisplayList layoutAt(const View& view, Size size) {

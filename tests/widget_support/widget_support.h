@@ -75,7 +75,8 @@ struct RecordBuilder {
   NutritionEntry entry() const { return NutritionEntry{testNow(), summary}; }
 };
 
-// Lays `view` out at the size of `family` on `model`, with the bundle's images for sizes.
+// Lays `view` out at the size of `family` on `model`, with the bundle's images for sizes and
+// the platform's backdrop for the family.
 DisplayList layoutWidget(const View& view, WidgetFamily family,
                          PhoneModel model = kDefaultPhoneModel);
 // Lays `view` out in a container of `size` (for components outside a widget).

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "platform/widgetkit/platform_backdrop.h"
 #include "platform/widgetkit/platform_version.h"
 #include "platform/widgetkit/widget_family.h"
 
@@ -40,6 +41,30 @@ TEST(PlatformVersionTest, ScopedOverrideRestoresAndGatesCompare) {
     EXPECT_TRUE(currentPlatformVersion().atLeast(15, 4));
   }
   EXPECT_TRUE(currentPlatformVersion().atLeast(17));
+}
+
+TEST(PlatformBackdropTest, HomeScreenWidgetsBeforeSeventeenSitOnTheSystemBackground) {
+  using F = WidgetFamily;
+  struct Case {
+    F family;
+    PlatformVersion version;
+    bool backdrop;
+  } cases[] = {
+      {F::systemSmall, {15, 0}, true},        {F::systemMedium, {16, 4}, true},
+      {F::systemSmall, {17, 0}, false},       {F::systemMedium, {18, 0}, false},
+      {F::accessoryCircular, {16, 0}, false}, {F::accessoryRectangular, {16, 0}, false},
+      {F::accessoryInline, {16, 0}, false},
+  };
+  for (const auto& c : cases) {
+    const auto paint = platformBackdrop(c.family, c.version);
+    ASSERT_EQ(paint.has_value(), c.backdrop) << familyName(c.family) << " " << c.version.major;
+    if (paint) {
+      EXPECT_EQ(std::get<Color>(*paint), Color::systemBackground());
+    }
+  }
+  // Without a version the process's own applies.
+  ScopedPlatformVersion sixteen({16, 0});
+  EXPECT_TRUE(platformBackdrop(F::systemSmall).has_value());
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "model/extension_log.h"
 #include "model/read_summary.h"
 #include "platform/foundation/bundle.h"
+#include "platform/widgetkit/platform_backdrop.h"
 
 namespace km::cli {
 
@@ -80,7 +81,10 @@ WidgetLayouter::WidgetLayouter(AssetCatalog assets, PhoneModel device)
 
 DisplayList WidgetLayouter::layout(const NutritionEntry& entry, const WidgetJob& job) const {
   const View view = KMWidgetEntryView{entry, job.family, job.kind}.body();
-  return km::layout(view, familySize(job.family, device_), options_);
+  DisplayList list = km::layout(view, familySize(job.family, device_), options_);
+  // What the home screen shows where the widget draws nothing.
+  list.backdrop = platformBackdrop(job.family);
+  return list;
 }
 
 }  // namespace km::cli

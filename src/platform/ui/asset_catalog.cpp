@@ -409,6 +409,12 @@ RGBA resolveColor(const Color& color, ColorScheme scheme, const AssetCatalog* ca
   } else if (color.name() == ".primary" || color.name() == ".secondary") {
     const double v = scheme == ColorScheme::dark ? 1 : 0;
     out = {v, v, v, color.name() == ".primary" ? 1.0 : 0.6};
+  } else if (color.name() == ".separator") {
+    out = scheme == ColorScheme::dark ? RGBA{84 / 255.0, 84 / 255.0, 88 / 255.0, 0.6}
+                                      : RGBA{60 / 255.0, 60 / 255.0, 67 / 255.0, 0.29};
+  } else if (color.name() == ".systemBackground") {
+    const double v = scheme == ColorScheme::dark ? 0 : 1;
+    out = {v, v, v, 1};
   } else if (auto found = catalog ? catalog->color(color.name(), scheme) : std::nullopt) {
     out = *found;
   } else {

@@ -37,6 +37,10 @@ class Color {
   // names never start with a dot) and resolve like asset colours.
   static Color primary() { return named(".primary"); }
   static Color secondary() { return named(".secondary"); }
+  // The system's thin separator lines (translucent grey, lighter in dark appearance) and its
+  // plain background (white in light appearance, black in dark), resolved the same way.
+  static Color separator() { return named(".separator"); }
+  static Color systemBackground() { return named(".systemBackground"); }
 
   bool isNamed() const { return !name_.empty(); }
   // The asset name; empty for a fixed colour.

@@ -22,6 +22,7 @@ struct DisplayText {
   Font font;             // the size actually drawn, after any minimum-scale-factor shrink
   double wrapWidth = 0;  // lines break at this width (points)
   int maxLines = 0;      // 0: no limit; otherwise the last line ends in an ellipsis if cut
+  TruncationMode truncation = TruncationMode::tail;  // where that ellipsis goes
   TextAlignment alignment = TextAlignment::leading;
   // Where leading is for `alignment`; the glyphs' own order follows the text's script.
   LayoutDirection direction = LayoutDirection::leftToRight;
@@ -74,6 +75,9 @@ struct DisplayList {
   Size size;
   std::optional<std::string> widgetURL;
   std::optional<Paint> containerBackground;
+  // What the system itself draws behind the widget, under everything else (the widget host sets
+  // it for the families and platform versions that have one).
+  std::optional<Paint> backdrop;
   std::vector<DisplayItem> items;
 };
 

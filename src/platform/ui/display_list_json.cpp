@@ -90,6 +90,9 @@ class Writer {
                            {"weight", std::string(fontWeightName(c.font.weight))}};
             color(out, "color", c.color);
             if (c.maxLines > 0) out["lineLimit"] = c.maxLines;
+            if (c.truncation != TruncationMode::tail) {
+              out["truncationMode"] = c.truncation == TruncationMode::head ? "head" : "middle";
+            }
             if (c.alignment != TextAlignment::leading) {
               out["alignment"] = c.alignment == TextAlignment::center ? "center" : "trailing";
             }
@@ -180,6 +183,7 @@ json displayListToJson(const DisplayList& list, std::string_view kind, std::stri
   } else {
     out["containerBackground"] = nullptr;
   }
+  if (list.backdrop) w.paint(out, "backdrop", *list.backdrop);
   json items = json::array();
   for (const auto& item : list.items)
     items.push_back(w.item(item));

@@ -10,6 +10,10 @@ enum class FontWeight { regular, medium, semibold, bold };
 // right-to-left paragraphs).
 enum class TextAlignment { leading, center, trailing };
 
+// Where a text that does not fit its lines loses characters for the ellipsis: at its start, in
+// its middle or at its end (the default).
+enum class TruncationMode { head, middle, tail };
+
 std::string_view fontWeightName(FontWeight weight);
 
 // A system font at a point size and weight. The text styles are the phone's sizes for its

@@ -11,6 +11,7 @@
 #include "platform/ui/asset_catalog.h"
 #include "platform/ui/text_engine.h"
 #include "platform/ui/view_node.h"
+#include "platform/ui/view_spacing.h"
 
 namespace km {
 namespace {
@@ -26,6 +27,7 @@ struct Env {
   double minimumScaleFactor = 1;
   bool accentable = false;
   TextAlignment textAlignment = TextAlignment::leading;
+  TruncationMode truncation = TruncationMode::tail;
   LayoutDirection direction = LayoutDirection::leftToRight;
   std::optional<StackAxis> stackAxis;  // the enclosing stack, for spacers
 };
@@ -41,7 +43,7 @@ struct MemoKey {
   const ViewNode* node;
   double pw, ph;
   double fontSize;
-  int weight;
+  int weight;  // and the truncation mode, which can change a cut text's width
   int lineLimit;
   double minScale;
   int axis;
@@ -159,6 +161,13 @@ struct ChildLayout {
   Size size;
 };
 
+// A stack's children as sized for one proposal, with the gap before each (0 before the first
+// and for empty children).
+struct StackLayout {
+  std::vector<ChildLayout> kids;
+  std::vector<double> gaps;
+};
+
 class Layouter {
  public:
   explicit Layouter(const LayoutOptions& options) : options_(options) {
@@ -172,7 +181,7 @@ class Layouter {
                       keyOf(p.width),
                       keyOf(p.height),
                       env.font.size,
-                      static_cast<int>(env.font.weight),
+                      static_cast<int>(env.font.weight) | static_cast<int>(env.truncation) << 8,
                       env.lineLimit.value_or(-1),
                       env.minimumScaleFactor,
                       env.stackAxis ? static_cast<int>(*env.stackAxis) : -1};
@@ -193,14 +202,18 @@ class Layouter {
 
  private:
   Size computeSize(const View& v, ProposedSize p, const Env& env);
-  std::vector<ChildLayout> stackChildren(const StackNode& s, ProposedSize p, const Env& env);
-  Size stackSize(const StackNode& s, const std::vector<ChildLayout>& kids) const;
+  StackLayout stackChildren(const StackNode& s, ProposedSize p, const Env& env);
+  std::vector<double> stackGaps(const StackNode& s, const Env& inner);
+  Size stackSize(const StackNode& s, const StackLayout& layout) const;
+  ViewSpacing spacing(const View& v, const Env& env);
+  TextLineMetrics textMetrics(Font font);
   Size imageSize(const ImageNode& n, ProposedSize p) const;
   ProposedSize frameChildProposal(const FrameNode& f, ProposedSize p) const;
   Size frameSize(const FrameNode& f, ProposedSize p, Size child) const;
   View progressBody(const ProgressNode& n, Size size, const Env& env) const;
   TextFit fitText(const TextNode& t, ProposedSize p, const Env& env) const {
-    return TextEngine::shared().fit(t.text, env.font, env.lineLimit, env.minimumScaleFactor, p);
+    return TextEngine::shared().fit(t.text, env.font, env.lineLimit, env.minimumScaleFactor, p,
+                                    env.truncation);
   }
   Env childEnv(const Env& env, std::optional<StackAxis> axis) const {
     Env e = env;
@@ -226,6 +239,8 @@ class Layouter {
   std::pmr::monotonic_buffer_resource arena_{48 * 1024};
   std::pmr::unordered_map<MemoKey, Size, MemoHash> memo_{&arena_};
   std::vector<std::shared_ptr<const ViewNode>> pinned_;
+  // Line metrics by font (a widget uses a handful).
+  std::vector<std::pair<Font, TextLineMetrics>> metrics_;
 };
 
 Size Layouter::imageSize(const ImageNode& n, ProposedSize p) const {
@@ -242,16 +257,121 @@ Size Layouter::imageSize(const ImageNode& n, ProposedSize p) const {
   return {p.width.value_or(intrinsic.width), p.height.value_or(intrinsic.height)};
 }
 
-std::vector<ChildLayout> Layouter::stackChildren(const StackNode& s, ProposedSize p,
-                                                 const Env& env) {
-  std::vector<ChildLayout> out(s.children.size());
+TextLineMetrics Layouter::textMetrics(Font font) {
+  for (const auto& [f, m] : metrics_) {
+    if (f == font) return m;
+  }
+  TextEngine& engine = TextEngine::shared();
+  const double leading = engine.lineLeading(font);
+  const TextLineMetrics m{engine.measure({"X", font}).height + leading, leading};
+  metrics_.emplace_back(font, m);
+  return m;
+}
+
+// A view's spacing preferences. Modifiers that only move, decorate or constrain a view keep its
+// content's preferences (a text in a frame still wants its text neighbours close); padding
+// resets the edges it pads, since the content no longer reaches them.
+ViewSpacing Layouter::spacing(const View& v, const Env& env) {
+  return std::visit(
+      [&](const auto& n) -> ViewSpacing {
+        using T = std::decay_t<decltype(n)>;
+        if constexpr (std::is_same_v<T, TextNode>) {
+          return ViewSpacing::text(textMetrics(env.font), kDefaultSpacing);
+        } else if constexpr (std::is_same_v<T, StackNode>) {
+          // The first child's leading edge along the axis, the last one's trailing edge, and
+          // every child's edges across it.
+          ViewSpacing out = ViewSpacing::empty();
+          const Env inner = childEnv(env, n.axis);
+          const bool vertical = n.axis == StackAxis::vertical;
+          const SpacingEdges across =
+              n.axis == StackAxis::depth ? kAllSpacingEdges
+              : vertical ? edgeBit(SpacingEdge::leading) | edgeBit(SpacingEdge::trailing)
+                         : edgeBit(SpacingEdge::top) | edgeBit(SpacingEdge::bottom);
+          const SpacingEdges start =
+              vertical ? edgeBit(SpacingEdge::top) : edgeBit(SpacingEdge::leading);
+          const SpacingEdges end =
+              vertical ? edgeBit(SpacingEdge::bottom) : edgeBit(SpacingEdge::trailing);
+          size_t first = n.children.size(), last = 0;
+          for (size_t i = 0; i < n.children.size(); ++i) {
+            if (n.children[i].isEmpty()) continue;
+            first = std::min(first, i);
+            last = i;
+          }
+          for (size_t i = first; i < n.children.size(); ++i) {
+            if (n.children[i].isEmpty()) continue;
+            SpacingEdges edges = across;
+            if (i == first) edges |= start;
+            if (i == last) edges |= end;
+            out.formUnion(spacing(n.children[i], inner), edges);
+          }
+          return out;
+        } else if constexpr (std::is_same_v<T, PaddingNode>) {
+          ViewSpacing out = spacing(n.child, childEnv(env, std::nullopt));
+          SpacingEdges padded = 0;
+          if (n.insets.top != 0) padded |= edgeBit(SpacingEdge::top);
+          if (n.insets.leading != 0) padded |= edgeBit(SpacingEdge::leading);
+          if (n.insets.bottom != 0) padded |= edgeBit(SpacingEdge::bottom);
+          if (n.insets.trailing != 0) padded |= edgeBit(SpacingEdge::trailing);
+          out.reset(padded);
+          return out;
+        } else if constexpr (std::is_same_v<T, OverlayNode>) {
+          return spacing(n.base, env);
+        } else if constexpr (std::is_same_v<T, LinkNode>) {
+          return spacing(n.label, env);
+        } else if constexpr (std::is_same_v<T, EnvNode>) {
+          if (!n.font && !n.weight) return spacing(n.child, env);
+          Env e = env;
+          if (n.font) e.font = *n.font;
+          if (n.weight) e.font.weight = *n.weight;
+          return spacing(n.child, e);
+        } else if constexpr (std::is_same_v<T, FrameNode>) {
+          return spacing(n.child, childEnv(env, std::nullopt));
+        } else if constexpr (requires { n.child; }) {
+          return spacing(n.child, env);  // effects, clips, fixed size, priority, widget settings
+        } else {
+          return ViewSpacing();  // shapes, images, spacers, readers, progress views
+        }
+      },
+      v.node()->content);
+}
+
+std::vector<double> Layouter::stackGaps(const StackNode& s, const Env& inner) {
+  std::vector<double> gaps(s.children.size(), 0);
+  const View* previous = nullptr;
+  std::optional<ViewSpacing> previousSpacing;
+  for (size_t i = 0; i < s.children.size(); ++i) {
+    const View& child = s.children[i];
+    if (child.isEmpty()) continue;
+    if (s.spacing) {
+      if (previous) gaps[i] = *s.spacing;
+    } else if (isSpacer(child)) {
+      // Spacers bring their own space; nothing is added on either side of them.
+      previousSpacing.reset();
+    } else {
+      ViewSpacing mine = spacing(child, inner);
+      if (previousSpacing) {
+        gaps[i] = previousSpacing->distanceTo(mine, s.axis == StackAxis::vertical)
+                      .value_or(kDefaultSpacing);
+      }
+      previousSpacing = std::move(mine);
+    }
+    previous = &child;
+  }
+  return gaps;
+}
+
+StackLayout Layouter::stackChildren(const StackNode& s, ProposedSize p, const Env& env) {
+  StackLayout layout;
+  std::vector<ChildLayout>& out = layout.kids;
+  out.resize(s.children.size());
   const Env inner = childEnv(env, s.axis);
   if (s.axis == StackAxis::depth) {
     for (size_t i = 0; i < s.children.size(); ++i) {
       out[i] = {p, size(s.children[i], p, inner)};
     }
-    return out;
+    return layout;
   }
+  layout.gaps = stackGaps(s, inner);
   const bool horizontal = s.axis == StackAxis::horizontal;
   const std::optional<double> along = horizontal ? p.width : p.height;
   const std::optional<double> across = horizontal ? p.height : p.width;
@@ -268,7 +388,7 @@ std::vector<ChildLayout> Layouter::stackChildren(const StackNode& s, ProposedSiz
     for (size_t i : order) {
       out[i] = {proposal(std::nullopt), size(s.children[i], proposal(std::nullopt), inner)};
     }
-    return out;
+    return layout;
   }
   // Higher layout priorities first; within a priority least flexible first, each child offered
   // an equal share of what the earlier ones left.
@@ -289,16 +409,8 @@ std::vector<ChildLayout> Layouter::stackChildren(const StackNode& s, ProposedSiz
     return flexibility[a] < flexibility[b];
   });
   double remaining = *along;
-  {
-    // Spacing between neighbours in declaration order.
-    std::vector<size_t> declared = order;
-    std::sort(declared.begin(), declared.end());
-    for (size_t k = 1; k < declared.size(); ++k) {
-      const View& a = s.children[declared[k - 1]];
-      const View& b = s.children[declared[k]];
-      remaining -= s.spacing ? *s.spacing : (isSpacer(a) || isSpacer(b) ? 0 : kDefaultSpacing);
-    }
-  }
+  for (double gap : layout.gaps)
+    remaining -= gap;
   auto minimum = [&](size_t i) { return length(size(s.children[i], proposal(0.0), inner)); };
   // Each priority group is sized in turn. While a group chooses, the minimum lengths of every
   // lower-priority child are kept back, and so are the group's own spacers' until its other
@@ -345,17 +457,15 @@ std::vector<ChildLayout> Layouter::stackChildren(const StackNode& s, ProposedSiz
     }
     begin = end;
   }
-  return out;
+  return layout;
 }
 
-Size Layouter::stackSize(const StackNode& s, const std::vector<ChildLayout>& kids) const {
+Size Layouter::stackSize(const StackNode& s, const StackLayout& layout) const {
   Size total;
-  bool first = true;
-  const View* previous = nullptr;
   for (size_t i = 0; i < s.children.size(); ++i) {
     const View& child = s.children[i];
     if (child.isEmpty()) continue;
-    const Size c = kids[i].size;
+    const Size c = layout.kids[i].size;
     switch (s.axis) {
       case StackAxis::depth:
         total.width = std::max(total.width, c.width);
@@ -363,11 +473,7 @@ Size Layouter::stackSize(const StackNode& s, const std::vector<ChildLayout>& kid
         break;
       case StackAxis::horizontal:
       case StackAxis::vertical: {
-        double gap = 0;
-        if (!first) {
-          gap = s.spacing ? *s.spacing
-                          : (isSpacer(*previous) || isSpacer(child) ? 0 : kDefaultSpacing);
-        }
+        const double gap = layout.gaps[i];
         if (s.axis == StackAxis::horizontal) {
           total.width += gap + c.width;
           total.height = std::max(total.height, c.height);
@@ -378,8 +484,6 @@ Size Layouter::stackSize(const StackNode& s, const std::vector<ChildLayout>& kid
         break;
       }
     }
-    first = false;
-    previous = &child;
   }
   return total;
 }
@@ -491,6 +595,7 @@ Size Layouter::computeSize(const View& v, ProposedSize p, const Env& env) {
           if (n.weight) e.font.weight = *n.weight;
           if (n.lineLimit) e.lineLimit = *n.lineLimit;
           if (n.minimumScaleFactor) e.minimumScaleFactor = *n.minimumScaleFactor;
+          if (n.truncation) e.truncation = *n.truncation;
           return size(n.child, p, e);
         } else {
           return size(n.child, p, env);  // effects, widgetURL, container background
@@ -509,8 +614,8 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
         } else if constexpr (std::is_same_v<T, TextNode>) {
           const TextFit fit = fitText(n, p, env);
           emit(frame, env, ctx,
-               DisplayText{n.text, fit.font, fit.wrapWidth, fit.maxLines, env.textAlignment,
-                           env.direction, env.foreground});
+               DisplayText{n.text, fit.font, fit.wrapWidth, fit.maxLines, env.truncation,
+                           env.textAlignment, env.direction, env.foreground});
         } else if constexpr (std::is_same_v<T, ShapeNode>) {
           DisplayShape shape;
           shape.kind = n.shape.kind;
@@ -543,10 +648,10 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
                DisplayImage{n.name,
                             isTemplate ? std::optional<Color>(env.foreground) : std::nullopt});
         } else if constexpr (std::is_same_v<T, StackNode>) {
-          const auto kids = stackChildren(n, p, env);
+          const StackLayout stack = stackChildren(n, p, env);
+          const auto& kids = stack.kids;
           const Env inner = childEnv(env, n.axis);
           double cursor = 0;
-          const View* previous = nullptr;
           for (size_t i = 0; i < n.children.size(); ++i) {
             const View& child = n.children[i];
             if (child.isEmpty()) continue;
@@ -555,11 +660,7 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
             if (n.axis == StackAxis::depth) {
               r = aligned(frame, c, n.alignment, env);
             } else {
-              if (previous) {
-                cursor += n.spacing
-                              ? *n.spacing
-                              : (isSpacer(*previous) || isSpacer(child) ? 0 : kDefaultSpacing);
-              }
+              cursor += stack.gaps[i];
               if (n.axis == StackAxis::horizontal) {
                 // Right to left, the first child sits at the right edge.
                 r = {rightToLeft(env) ? frame.x + frame.width - cursor - c.width : frame.x + cursor,
@@ -572,7 +673,6 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
                 cursor += c.height;
               }
             }
-            previous = &child;
             place(child, r, kids[i].proposal, inner, ctx);
           }
         } else if constexpr (std::is_same_v<T, GeometryNode>) {
@@ -625,6 +725,7 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           if (n.minimumScaleFactor) e.minimumScaleFactor = *n.minimumScaleFactor;
           if (n.accentable) e.accentable = *n.accentable;
           if (n.textAlignment) e.textAlignment = *n.textAlignment;
+          if (n.truncation) e.truncation = *n.truncation;
           if (n.layoutDirection) e.direction = *n.layoutDirection;
           place(n.child, frame, p, e, ctx);
         } else if constexpr (std::is_same_v<T, EffectNode>) {

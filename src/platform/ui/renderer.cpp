@@ -588,7 +588,7 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
           if (!(colour.alpha > 0)) return;
           setSourceRGBA(cr, colour);
           TextEngine::shared().draw(
-              cr, {c.text, c.font, c.wrapWidth, c.maxLines, c.alignment, c.direction},
+              cr, {c.text, c.font, c.wrapWidth, c.maxLines, c.truncation, c.alignment, c.direction},
               item.frame.origin());
         } else if constexpr (std::is_same_v<T, DisplayShape>) {
           if (c.path.isEmpty() || !worthDrawing(cr, c)) return;
@@ -884,6 +884,11 @@ void drawDisplayList(cairo_t* cr, const DisplayList& list, const RenderOptions& 
   const Rect whole{0, 0, list.size.width, list.size.height};
   switch (o.renderingMode) {
     case RenderingMode::fullColor:
+      if (list.backdrop) {
+        cairo_rectangle(cr, 0, 0, whole.width, whole.height);
+        setSourcePaint(cr, *list.backdrop, whole, ColorTreatment(o, false, 1), false);
+        cairo_fill(cr);
+      }
       if (list.containerBackground) {
         cairo_rectangle(cr, 0, 0, whole.width, whole.height);
         setSourcePaint(cr, *list.containerBackground, whole, ColorTreatment(o, false, 1), false);

@@ -84,6 +84,24 @@ struct TextEngine::Impl {
   std::unordered_map<std::string, Measured> cache;
   // Height of one line of the primary font per point of size, measured once.
   double latinLinePerPoint = 0;
+  // The primary font's line gap per point of size; negative until measured.
+  double latinLeadingPerPoint = -1;
+
+  double latinLeading(double size) {
+    if (latinLeadingPerPoint < 0) {
+      PangoFontDescription* desc = pango_font_description_from_string("Inter");
+      pango_font_description_set_absolute_size(desc, 100.0 * PANGO_SCALE);
+      PangoFontMetrics* metrics =
+          pango_context_get_metrics(measureContext, desc, pango_language_from_string("en"));
+      pango_font_description_free(desc);
+      const int gap = pango_font_metrics_get_height(metrics) -
+                      pango_font_metrics_get_ascent(metrics) -
+                      pango_font_metrics_get_descent(metrics);
+      pango_font_metrics_unref(metrics);
+      latinLeadingPerPoint = std::max(0, gap) / static_cast<double>(PANGO_SCALE) / 100.0;
+    }
+    return latinLeadingPerPoint * size;
+  }
 
   // The primary font's line height at `size` points, in Pango units. Line height is linear in
   // the size and the same for every weight of the family.
@@ -129,12 +147,24 @@ struct TextEngine::Impl {
       pango_layout_set_width(layout, -1);
     }
     if (spec.maxLines > 0 && std::isfinite(spec.wrapWidth) && spec.wrapWidth < kMaxPoints) {
-      pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
+      pango_layout_set_ellipsize(layout, pangoEllipsize(spec.truncation));
       pango_layout_set_height(layout, -spec.maxLines);
     } else {
       pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_NONE);
       pango_layout_set_height(layout, -1);
     }
+  }
+
+  static PangoEllipsizeMode pangoEllipsize(TruncationMode mode) {
+    switch (mode) {
+      case TruncationMode::head:
+        return PANGO_ELLIPSIZE_START;
+      case TruncationMode::middle:
+        return PANGO_ELLIPSIZE_MIDDLE;
+      case TruncationMode::tail:
+        return PANGO_ELLIPSIZE_END;
+    }
+    return PANGO_ELLIPSIZE_END;
   }
 
   // Leading and trailing follow the layout direction, not the text: an English line in a
@@ -182,7 +212,8 @@ struct TextEngine::Impl {
       int alignment;
     } params{spec.font.size, static_cast<int>(spec.font.weight),
              std::isfinite(spec.wrapWidth) ? toPango(spec.wrapWidth) : -1, spec.maxLines,
-             static_cast<int>(spec.alignment) * 2 + static_cast<int>(spec.direction)};
+             (static_cast<int>(spec.truncation) * 3 + static_cast<int>(spec.alignment)) * 2 +
+                 static_cast<int>(spec.direction)};
     std::string key;
     key.reserve(spec.text.size() + sizeof params);
     key.append(spec.text);
@@ -258,8 +289,14 @@ Size TextEngine::measure(const TextSpec& spec) {
   return impl_->measureLocked(spec).size;
 }
 
+double TextEngine::lineLeading(Font font) {
+  std::lock_guard lock(impl_->mutex);
+  return impl_->latinLeading(std::isfinite(font.size) ? std::clamp(font.size, 0.1, 4096.0) : 17.0);
+}
+
 TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lineLimit,
-                        double minimumScaleFactor, ProposedSize proposal) {
+                        double minimumScaleFactor, ProposedSize proposal,
+                        TruncationMode truncation) {
   std::lock_guard lock(impl_->mutex);
   if (!(font.size > 0 && font.size <= 4096))
     font.size = std::isfinite(font.size) && font.size > 0 ? 4096 : 17;
@@ -304,7 +341,7 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
   auto measureAt = [&](Font f, int lines) {
     const auto natural = impl_->measureLocked({text, f, kInfinity, 0});
     if (natural.size.width <= width && (lines == 0 || natural.lines <= lines)) return natural;
-    return impl_->measureLocked({text, f, width, lines});
+    return impl_->measureLocked({text, f, width, lines, truncation});
   };
   auto fitsAt = [&](Font f) {
     if (!wraps) return true;

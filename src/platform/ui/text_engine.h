@@ -16,8 +16,9 @@ namespace km {
 struct TextSpec {
   std::string_view text;
   Font font;
-  double wrapWidth = kInfinity;  // infinity: no wrapping
-  int maxLines = 0;              // 0: unlimited; otherwise cut with an ellipsis
+  double wrapWidth = kInfinity;                      // infinity: no wrapping
+  int maxLines = 0;                                  // 0: unlimited; otherwise cut with an ellipsis
+  TruncationMode truncation = TruncationMode::tail;  // where the ellipsis goes
   TextAlignment alignment = TextAlignment::leading;
   LayoutDirection direction = LayoutDirection::leftToRight;  // where leading is
 };
@@ -44,7 +45,12 @@ class TextEngine {
   // a proposed height), shrinking the font down to `minimumScaleFactor` before truncating.
   // Offered zero width, a text is zero wide and one line tall.
   TextFit fit(std::string_view text, Font font, std::optional<int> lineLimit,
-              double minimumScaleFactor, ProposedSize proposal);
+              double minimumScaleFactor, ProposedSize proposal,
+              TruncationMode truncation = TruncationMode::tail);
+
+  // The extra space the primary (Latin) font puts between lines at `font`'s size (its line gap,
+  // 0 for most screen fonts); what a text below another asks for between the two.
+  double lineLeading(Font font);
 
   // The size of `spec` laid out as given.
   Size measure(const TextSpec& spec);

@@ -132,6 +132,12 @@ View View::multilineTextAlignment(TextAlignment alignment) const {
   return make(std::move(n));
 }
 
+View View::truncationMode(TruncationMode mode) const {
+  EnvNode n{*this};
+  n.truncation = mode;
+  return make(std::move(n));
+}
+
 View View::layoutDirection(LayoutDirection direction) const {
   EnvNode n{*this};
   n.layoutDirection = direction;

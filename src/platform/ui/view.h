@@ -77,6 +77,8 @@ class View {
   View lineLimit(std::optional<int> lines) const;
   View minimumScaleFactor(double factor) const;
   View multilineTextAlignment(TextAlignment alignment) const;
+  // Where a text cut to its line limit (or its one line) shows the ellipsis; tail by default.
+  View truncationMode(TruncationMode mode) const;
   // The direction this view and everything inside it lay out in (the environment's value
   // otherwise: the layout's root direction).
   View layoutDirection(LayoutDirection direction) const;
@@ -166,7 +168,9 @@ View EmptyView();
 // Flexible space along its stack's axis (both axes outside a stack); at least `minLength`
 // (8 points when unset).
 View Spacer(std::optional<double> minLength = std::nullopt);
-// Stacks; spacing unset means 8 points between neighbours (none next to a spacer).
+// Stacks. With spacing unset, each pair of neighbours gets the distance their spacing
+// preferences call for: none between a text and the text below it (beyond the lower text's line
+// gap), 8 points for any other pair, none next to a spacer.
 View HStack(VerticalAlignment alignment, std::optional<double> spacing, std::vector<View> children);
 View HStack(std::vector<View> children);
 View VStack(HorizontalAlignment alignment, std::optional<double> spacing,

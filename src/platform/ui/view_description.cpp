@@ -247,6 +247,13 @@ TextAlignment textAlignment(const json& j, const std::string& path) {
   return oneOf(j, path, names);
 }
 
+TruncationMode truncationMode(const json& j, const std::string& path) {
+  static const std::map<std::string, TruncationMode> names{{"head", TruncationMode::head},
+                                                           {"middle", TruncationMode::middle},
+                                                           {"tail", TruncationMode::tail}};
+  return oneOf(j, path, names);
+}
+
 RoundedCornerStyle cornerStyle(const json& j, const std::string& path) {
   static const std::map<std::string, RoundedCornerStyle> names{
       {"circular", RoundedCornerStyle::circular}, {"continuous", RoundedCornerStyle::continuous}};
@@ -323,12 +330,10 @@ Path pathOf(const json& j, const std::string& path) {
 
 enum class Axis { horizontal, vertical };
 
-// The platform's hairline divider: one pixel at the phone's usual 3x scale, in the separator
-// colour, across its stack (horizontal outside any stack).
+// The platform's hairline divider: one pixel at the phone's usual 3x scale, in the system's
+// separator colour (which follows the appearance), across its stack (horizontal outside any
+// stack).
 constexpr double kDividerThickness = 1.0 / 3.0;
-Color separatorColor() {
-  return Color::sRGB(60 / 255.0, 60 / 255.0, 67 / 255.0, 0.29);
-}
 
 // A view under construction: the shape modifiers (trim, fill, stroke) need the shape itself,
 // which is kept until any other modifier makes it a plain view.
@@ -390,7 +395,7 @@ class Parser {
     }
     if (name == "Divider") {
       emptyOptions(j, path);
-      const View line = Rectangle().fill(separatorColor());
+      const View line = Rectangle().fill(Color::separator());
       if (stack == Axis::horizontal) return {line.frame(kDividerThickness, std::nullopt)};
       return {line.frame(std::nullopt, kDividerThickness)};
     }
@@ -442,13 +447,13 @@ class Parser {
     if (!j.is_object()) wrongType(path, j, "a string or {\"text\": ...}");
     onlyKeys(j, path,
              {"text", "font", "fontWeight", "lineLimit", "minimumScaleFactor",
-              "multilineTextAlignment", "foregroundColor"});
+              "multilineTextAlignment", "truncationMode", "foregroundColor"});
     if (!j.contains("text")) fail(path, "missing \"text\"");
     View v = Text(string(j["text"], key(path, "text")));
     // The same settings as the modifiers of the same names, in the order the phone applies them
     // when written after the text.
     for (const char* k : {"font", "fontWeight", "lineLimit", "minimumScaleFactor",
-                          "multilineTextAlignment", "foregroundColor"}) {
+                          "multilineTextAlignment", "truncationMode", "foregroundColor"}) {
       if (j.contains(k)) v = environment(v, k, j[k], key(path, k)).value();
     }
     return v;
@@ -535,6 +540,7 @@ class Parser {
       return v.minimumScaleFactor(f);
     }
     if (name == "multilineTextAlignment") return v.multilineTextAlignment(textAlignment(j, path));
+    if (name == "truncationMode") return v.truncationMode(truncationMode(j, path));
     if (name == "foregroundColor") return v.foregroundColor(color(j, path));
     return std::nullopt;
   }
@@ -742,7 +748,8 @@ class Parser {
         p,
         "unknown modifier (expected padding, frame, background, overlay, fill, stroke, trim, "
         "foregroundColor, font, fontWeight, lineLimit, minimumScaleFactor, "
-        "multilineTextAlignment, opacity, rotationEffect, scaleEffect, offset, shadow, clipShape, "
+        "multilineTextAlignment, truncationMode, opacity, rotationEffect, scaleEffect, offset, "
+        "shadow, clipShape, "
         "cornerRadius, fixedSize, layoutPriority, widgetURL, widgetAccentable or layoutDirection)");
   }
 };

@@ -88,6 +88,7 @@ struct EnvNode {
   std::optional<double> minimumScaleFactor;
   std::optional<bool> accentable;
   std::optional<TextAlignment> textAlignment;
+  std::optional<TruncationMode> truncation;
   std::optional<LayoutDirection> layoutDirection;
 };
 enum class EffectKind { opacity, transform, shadow };
