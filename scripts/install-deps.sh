@@ -14,6 +14,8 @@ packages=(
   fonts-inter fonts-noto-core fonts-noto-cjk
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev libspng-dev
+  # the live host's HTTP server, and the browser that tests its page
+  libmicrohttpd-dev chromium chromium-driver python3-selenium python3-pil
 )
 
 missing=()

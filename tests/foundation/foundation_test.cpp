@@ -36,9 +36,13 @@ TEST(DateTest, ISO8601ParsesOffsetsAndLocalTimes) {
       {"2026-03-01T23:30:00", 794097000.0},  // local to Europe/Berlin (CET)
       {"2026-03-01T23:30", 794097000.0},
       {"1999-12-31T23:59:59.250-05:30", -31602600.75},
+      // Past a century year that is not a leap year, at and after its first hundred years.
+      {"2100-03-01T00:00:00Z", 3129235200.0},
+      {"2101-03-01T00:00:00Z", 3160771200.0},
       {"2026-02-29T00:00:00Z", std::nullopt},  // not a leap year
       {"2026-03-01", std::nullopt},
       {"2026-03-01T24:00:00Z", std::nullopt},
+      {"2026-03-01T23:30:00+24:00", std::nullopt},
       {"2026-03-01T23:30:00+01:00x", std::nullopt},
       {"yesterday", std::nullopt},
   };
@@ -117,7 +121,8 @@ TEST(StringsTableTest, ParsesPairsCommentsAndEscapes) {
 TEST(StringsTableTest, DecodesByteOrderMarks) {
   // "k" = "é"; in UTF-16 both byte orders and UTF-8 with a BOM.
   auto utf16 = [](bool bigEndian) {
-    const std::u16string text = u"\"k\" = \"\u00e9\U0001F600\";";
+    // U+10FC00 is the pair of the last high and the first low surrogate.
+    const std::u16string text = u"\"k\" = \"\u00e9\U0001F600\U0010FC00\";";
     std::string bytes = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
     for (char16_t u : text) {
       const char hi = static_cast<char>(u >> 8), lo = static_cast<char>(u & 0xFF);
@@ -126,13 +131,18 @@ TEST(StringsTableTest, DecodesByteOrderMarks) {
     }
     return bytes;
   };
-  const std::string inputs[] = {utf16(false), utf16(true),
-                                "\xEF\xBB\xBF\"k\" = \"\xC3\xA9\xF0\x9F\x98\x80\";"};
+  const std::string inputs[] = {
+      utf16(false), utf16(true),
+      "\xEF\xBB\xBF\"k\" = \"\xC3\xA9\xF0\x9F\x98\x80\xF4\x8F\xB0\x80\";"};
   for (const auto& bytes : inputs) {
     auto table = parseStringsTable(bytes, "bom.strings");
     ASSERT_TRUE(table.ok()) << table.error().message;
-    EXPECT_EQ(table->at("k"), "\xC3\xA9\xF0\x9F\x98\x80");
+    EXPECT_EQ(table->at("k"), "\xC3\xA9\xF0\x9F\x98\x80\xF4\x8F\xB0\x80");
   }
+  // A byte-order mark alone is an empty table.
+  auto empty = parseStringsTable(std::string("\xFE\xFF", 2), "bom.strings");
+  ASSERT_TRUE(empty.ok()) << empty.error().message;
+  EXPECT_TRUE(empty->empty());
 }
 
 TEST(StringsTableTest, ErrorsNameTheFileAndLine) {
@@ -147,6 +157,7 @@ TEST(StringsTableTest, ErrorsNameTheFileAndLine) {
       {"\"a\" = \"b\";\n/* open", "x.strings:2: unterminated comment"},
       {"\"a\" = ;", "x.strings:1: expected a value"},
       {"\"a\" = \"\\U12\";", "x.strings:1: expected four hexadecimal digits after \\U"},
+      {"\"a\" = \"\\U1", "x.strings:1: expected four hexadecimal digits after \\U"},
   };
   for (const auto& c : cases) {
     auto table = parseStringsTable(c.text, "x.strings");
@@ -520,6 +531,7 @@ TEST(URLTest, ValidatesWhatTheAppCanOpen) {
       {"kalomate://addFood-widget-lockscreen_button", true},
       {"https://example.com/a?b=c#d", true},
       {"kalomate://diary-widget-a%20b", true},
+      {"kalomate://diary-widget-a%20", true},
       {"kalomate://diary-widget-small energy", false},
       {"kalomate://diary-widget-\xC3\xA9", false},
       {"kalomate://diary-widget-100%", false},
@@ -583,6 +595,8 @@ TEST(JsonReaderTest, ReportsEventsOfValidDocuments) {
       {"-0", "i0 "},
       {"1e-400", "d0 "},  // underflow rounds to zero
       {"\"\xC3\xA9\"", "'\xC3\xA9' "},
+      {"\"\xF0\x9F\x98\x80\"", "'\xF0\x9F\x98\x80' "},
+      {R"(["a\n","\tb"])", "[ 'a\n' '\tb' ] "},
   };
   for (const auto& c : cases) {
     EchoHandler h;
@@ -610,6 +624,7 @@ TEST(JsonReaderTest, RejectsInvalidDocumentsWithAPosition) {
       {"\"\\x\"", "line 1, column 3: invalid escape in a string"},
       {"\"\\ud83d\"", "line 1, column 8: unpaired surrogate in a \\u escape"},
       {"\"\xC3\"", "line 1, column 2: invalid UTF-8 in a string"},
+      {"\"\xE2\x28\xA1\"", "line 1, column 2: invalid UTF-8 in a string"},
       {"\"\xED\xA0\x80\"", "line 1, column 2: invalid UTF-8 in a string"},  // encoded surrogate
       {"\"abc", "line 1, column 1: unterminated string"},
       {"// comment\n1", "line 1, column 1: unexpected character, expected a value"},

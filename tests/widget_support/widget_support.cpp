@@ -128,10 +128,6 @@ Json displayJson(const DisplayList& list, WidgetFamily family, ColorScheme schem
   return displayListToJson(list, kind, familyName(family), scheme, &bundleAssets());
 }
 
-Json componentJson(const View& view, Size size) {
-  return displayJson(layout(view, size, {&bundleAssets()}), WidgetFamily::systemSmall);
-}
-
 Json widgetJson(const View& view, WidgetFamily family, ColorScheme scheme, std::string_view kind) {
   return displayJson(layoutWidget(view, family), family, scheme, kind);
 }
@@ -158,51 +154,10 @@ std::optional<Json> findText(const Json& list, std::string_view text) {
   return std::nullopt;
 }
 
-std::vector<std::string> links(const Json& list) {
-  std::vector<std::string> out;
-  for (const Json& item : itemsOfType(list, "link"))
-    out.push_back(item.at("url"));
-  return out;
-}
-
-std::vector<Json> shapes(const Json& list, std::string_view kind) {
-  std::vector<Json> out;
-  for (const Json& item : itemsOfType(list, "shape")) {
-    if (kind.empty() || item.value("kind", "") == kind) out.push_back(item);
-  }
-  return out;
-}
-
-std::vector<Json> images(const Json& list, std::string_view name) {
-  std::vector<Json> out;
-  for (const Json& item : itemsOfType(list, "image")) {
-    if (name.empty() || item.value("name", "") == name) out.push_back(item);
-  }
-  return out;
-}
-
 std::optional<std::string> widgetURLOf(const Json& list) {
   const Json& url = list.at("widgetURL");
   if (url.is_null()) return std::nullopt;
   return url.get<std::string>();
-}
-
-double frameAt(const Json& item, int index) {
-  return item.at("frame").at(index).get<double>();
-}
-
-Point frameCenter(const Json& item) {
-  const Json& f = item.at("frame");
-  return Point{f[0].get<double>() + f[2].get<double>() / 2,
-               f[1].get<double>() + f[3].get<double>() / 2};
-}
-
-Point drawnCenter(const Json& item) {
-  const Point c = frameCenter(item);
-  if (!item.contains("transform")) return c;
-  const Json& t = item.at("transform");  // [xx, yx, xy, yy, x0, y0]
-  return Point{t[0].get<double>() * c.x + t[2].get<double>() * c.y + t[4].get<double>(),
-               t[1].get<double>() * c.x + t[3].get<double>() * c.y + t[5].get<double>()};
 }
 
 namespace {

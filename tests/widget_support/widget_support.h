@@ -86,8 +86,6 @@ Json widgetJson(const View& view, WidgetFamily family, ColorScheme scheme = Colo
                 std::string_view kind = "test");
 Json displayJson(const DisplayList& list, WidgetFamily family,
                  ColorScheme scheme = ColorScheme::light, std::string_view kind = "test");
-// A component laid out left to right in a container of `size`, as JSON.
-Json componentJson(const View& view, Size size);
 
 // Queries on a JSON display list ({"items": [...]}), items in drawing order.
 std::vector<Json> itemsOfType(const Json& list, std::string_view type);
@@ -95,22 +93,8 @@ std::vector<Json> itemsOfType(const Json& list, std::string_view type);
 std::vector<std::string> texts(const Json& list);
 // The first text item whose string equals `text`.
 std::optional<Json> findText(const Json& list, std::string_view text);
-// Every link item's URL, in drawing order.
-std::vector<std::string> links(const Json& list);
-// Shapes of one kind ("circle", "path", ...); every shape when `kind` is empty.
-std::vector<Json> shapes(const Json& list, std::string_view kind = {});
-// Images by asset name.
-std::vector<Json> images(const Json& list, std::string_view name = {});
 // The widget URL, or nullopt when the list has none.
 std::optional<std::string> widgetURLOf(const Json& list);
-// One number of an item's frame [x, y, w, h].
-double frameAt(const Json& item, int index);
-// The centre of an item's frame [x, y, w, h].
-Point frameCenter(const Json& item);
-// Where that centre is drawn: the frame's centre through the item's "transform" (rotation,
-// scale and offset effects), when it has one. The dump rounds the matrix to thousandths, so
-// expect about 0.1 point of error for items far from the origin.
-Point drawnCenter(const Json& item);
 
 // How a rendered image may differ from its golden file: a pixel counts as different when any
 // channel differs by more than `channelTolerance` (0–255); at most `maxDifferentFraction` of

@@ -88,6 +88,8 @@ int runKmwidget(const std::vector<std::string>& args, const Io& io) {
   addValidateCommand(app, action);
   addRenderCommand(app, action);
   addLayoutCommand(app, action);
+  addHostCommands(app, action);
+  addHostWorkerCommand(app, action);
 
   // CLI11 wants the arguments in reverse order when given as a vector.
   std::vector<std::string> reversed(args.rbegin(), args.rend());

@@ -35,6 +35,9 @@ void addCatalogueCommand(CLI::App& app, Action& action);
 void addValidateCommand(CLI::App& app, Action& action);
 void addRenderCommand(CLI::App& app, Action& action);
 void addLayoutCommand(CLI::App& app, Action& action);
+void addHostCommands(CLI::App& app, Action& action);
+// The live host's render worker (hidden; started by the host itself).
+void addHostWorkerCommand(CLI::App& app, Action& action);
 
 // Runs the tool on `args` (without the program name). The global options are process settings
 // for the duration of the call and are restored afterwards, so two runs must not overlap.

@@ -24,6 +24,7 @@
 #include "kmwidget/cli.h"
 #include "kmwidget/json_output.h"
 #include "kmwidget/record_checks.h"
+#include "kmwidget/widget_drawing.h"
 #include "kmwidget/widget_jobs.h"
 #include "model/widget_nutrition_summary.h"
 #include "platform/foundation/bundle.h"
@@ -375,19 +376,7 @@ int runRender(const RenderArgs& args, const Io& io) {
   if (ec) return fail(io, "cannot create " + args.outDir + ": " + ec.message());
   const std::filesystem::path dir(args.outDir);
   for (Rendered& r : rendered) {
-    RenderOptions& options = r.options;
-    options.scale = args.scale;
-    // The lock screen shows widgets in one colour over the wallpaper; the home screen in colour.
-    options.renderingMode =
-        mode ? *mode
-             : (isAccessory(r.job.family) ? RenderingMode::vibrant : RenderingMode::fullColor);
-    // The phone draws lock-screen widgets in the dark appearance over the wallpaper.
-    options.colorScheme =
-        isAccessory(r.job.family) && options.renderingMode == RenderingMode::vibrant
-            ? ColorScheme::dark
-            : scheme;
-    options.cornerRadius = familyCornerRadius(r.job.family, *device);
-    options.assets = assets;
+    r.options = widgetRenderOptions(r.job.family, *device, scheme, mode, args.scale, *assets);
     r.file = r.job.kind + "." + std::string(familyName(r.job.family)) + "." + args.format;
   }
 

@@ -11,10 +11,10 @@
 #include "host/km_widget.h"
 #include "host/km_widget_entry_view.h"
 #include "host/widget_kind.h"
+#include "kmwidget/widget_drawing.h"
 #include "model/extension_log.h"
 #include "model/read_summary.h"
 #include "platform/foundation/bundle.h"
-#include "platform/widgetkit/platform_backdrop.h"
 
 namespace km::cli {
 
@@ -74,17 +74,11 @@ Result<std::unique_ptr<WidgetLayouter>> WidgetLayouter::make(PhoneModel device) 
 
 WidgetLayouter::WidgetLayouter(AssetCatalog assets, PhoneModel device)
     : assets_(std::move(assets)), device_(device) {
-  options_.assets = &assets_;
-  // As the phone does for a right-to-left language, the widgets are mirrored to match their texts.
-  options_.layoutDirection = WidgetUtils::layoutDirection();
+  options_ = widgetLayoutOptions(assets_);
 }
 
 DisplayList WidgetLayouter::layout(const NutritionEntry& entry, const WidgetJob& job) const {
-  const View view = KMWidgetEntryView{entry, job.family, job.kind}.body();
-  DisplayList list = km::layout(view, familySize(job.family, device_), options_);
-  // What the home screen shows where the widget draws nothing.
-  list.backdrop = platformBackdrop(job.family);
-  return list;
+  return layoutWidget(entry, job.kind, job.family, device_, options_);
 }
 
 }  // namespace km::cli

@@ -1,0 +1,226 @@
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "fixtures/temp_dir.h"
+#include "kmwidget/host/arrangement.h"
+#include "kmwidget/host/http_server.h"
+#include "kmwidget/host/tap.h"
+#include "platform/widgetkit/platform_version.h"
+
+namespace km::host {
+namespace {
+
+std::vector<std::pair<std::string, std::string>> placed(const Arrangement& a) {
+  std::vector<std::pair<std::string, std::string>> out;
+  for (const PlacedWidget& w : a.widgets())
+    out.emplace_back(w.kind, std::string(familyName(w.family)));
+  return out;
+}
+
+TEST(Arrangement, FreshHostShowsEveryHomeWidgetThenEveryLockFamily) {
+  const ScopedPlatformVersion v17(PlatformVersion{17, 0});
+  using P = std::vector<std::pair<std::string, std::string>>;
+  EXPECT_EQ(placed(Arrangement::fresh()), (P{{"small_energy", "systemSmall"},
+                                             {"medium_history", "systemMedium"},
+                                             {"medium_pie_macros", "systemMedium"},
+                                             {"medium_buttons", "systemMedium"},
+                                             {"small_energy", "accessoryInline"},
+                                             {"small_energy", "accessoryCircular"},
+                                             {"medium_pie_macros", "accessoryRectangular"},
+                                             {"medium_buttons", "accessoryCircular"},
+                                             {"lockscreen_button", "accessoryCircular"}}));
+  const ScopedPlatformVersion v15(PlatformVersion{15, 0});
+  EXPECT_EQ(Arrangement::fresh().widgets().size(), 4u);
+}
+
+TEST(Arrangement, MovesCountOnlyTheWidgetsOfTheSameScreen) {
+  Arrangement a;
+  const auto home1 = a.add("small_energy", WidgetFamily::systemSmall);
+  const auto lock1 = a.add("lockscreen_button", WidgetFamily::accessoryCircular);
+  const auto home2 = a.add("medium_history", WidgetFamily::systemMedium);
+  const auto lock2 = a.add("medium_buttons", WidgetFamily::accessoryCircular);
+  ASSERT_TRUE(a.move(home2, 0));
+  ASSERT_TRUE(a.move(lock1, 1));
+  std::vector<std::uint64_t> order;
+  for (const PlacedWidget& w : a.widgets())
+    order.push_back(w.id);
+  EXPECT_EQ(order, (std::vector<std::uint64_t>{home2, home1, lock2, lock1}));
+  EXPECT_TRUE(a.move(home1, 99));  // clamped to the end of its screen
+  EXPECT_FALSE(a.move(77, 0));
+  EXPECT_TRUE(a.remove(lock2));
+  EXPECT_FALSE(a.remove(lock2));
+  EXPECT_EQ(a.widgets().size(), 3u);
+}
+
+TEST(Arrangement, SavedFileRoundTripsAndForeignEntriesAreDropped) {
+  testing::TempDir dir;
+  Arrangement a;
+  a.add("medium_buttons", WidgetFamily::systemMedium);
+  a.add("small_energy", WidgetFamily::accessoryInline);
+  a.setSettings({"dark", "accented", 16, "430x932"});
+  const std::string path = dir.file("store.sqlite.arrangement.json");
+  ASSERT_TRUE(a.save(path).ok());
+  auto loaded = Arrangement::load(path);
+  ASSERT_TRUE(loaded.ok());
+  EXPECT_EQ(placed(*loaded), placed(a));
+  EXPECT_EQ(loaded->settings(), a.settings());
+
+  auto mixed = Arrangement::fromJson(
+      R"({"widgets":[{"kind":"nope","family":"systemSmall"},{"kind":"medium_history"},)"
+      R"({"kind":"small_energy","family":"systemLarge"},{"kind":"medium_history",)"
+      R"("family":"systemMedium"}],"settings":{"appearance":"purple","os":14,"device":"430x932"}})");
+  ASSERT_TRUE(mixed.ok());
+  EXPECT_EQ(placed(*mixed), (decltype(placed(a)){{"medium_history", "systemMedium"}}));
+  EXPECT_EQ(mixed->settings().appearance, "system");
+  EXPECT_EQ(mixed->settings().osMajor, 17);
+  EXPECT_EQ(mixed->settings().device, "430x932");
+  for (const char* bad : {"", "[]", "{\"widgets\":3}", "{not json"})
+    EXPECT_FALSE(Arrangement::fromJson(bad).ok()) << bad;
+  EXPECT_FALSE(Arrangement::load(dir.file("missing.json")).ok());
+}
+
+TEST(Tap, TopmostLinkElseWidgetUrlElseNothing) {
+  const std::string list = R"({"widgetURL":"kalomate://diary-widget-x","items":[
+    {"type":"link","url":"kalomate://a","frame":[0,0,100,50]},
+    {"type":"shape","frame":[0,0,200,200]},
+    {"type":"link","url":"kalomate://b","frame":[40,0,100,50]},
+    {"type":"link","url":"kalomate://moved","frame":[0,0,10,10],"transform":[1,0,0,1,150,150]}]})";
+  struct Case {
+    double x, y;
+    std::optional<std::string> url;
+  };
+  for (const Case& c : std::vector<Case>{{10, 10, "kalomate://a"},
+                                         {50, 10, "kalomate://b"},  // drawn over a
+                                         {139.9, 49.9, "kalomate://b"},
+                                         {140, 10, "kalomate://diary-widget-x"},
+                                         {155, 155, "kalomate://moved"},
+                                         {5, 5 + 50, "kalomate://diary-widget-x"}}) {
+    EXPECT_EQ(urlAtPoint(list, c.x, c.y), c.url) << c.x << "," << c.y;
+  }
+  EXPECT_EQ(urlAtPoint(R"({"widgetURL":null,"items":[]})", 1, 1), std::nullopt);
+  EXPECT_EQ(urlAtPoint("not json", 1, 1), std::nullopt);
+  EXPECT_EQ(urlAtPoint(R"({"items":[{"type":"link","url":"u","frame":["a",0,1,1]}]})", 0, 0),
+            std::nullopt);
+}
+
+// A raw HTTP exchange on the loopback: whatever `request` holds, exactly as sent.
+std::string exchange(std::uint16_t port, const std::string& request, int timeoutMs = 3000) {
+  const int fd = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in addr{};
+  addr.sin_family = AF_INET;
+  addr.sin_port = htons(port);
+  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+    close(fd);
+    return "";
+  }
+  (void)!write(fd, request.data(), request.size());
+  std::string answer;
+  char buf[4096];
+  pollfd p{fd, POLLIN, 0};
+  while (poll(&p, 1, timeoutMs) > 0) {
+    const ssize_t n = read(fd, buf, sizeof buf);
+    if (n <= 0) break;
+    answer.append(buf, static_cast<size_t>(n));
+  }
+  close(fd);
+  return answer;
+}
+
+int statusOf(const std::string& answer) {
+  return answer.size() > 12 ? std::stoi(answer.substr(9, 3)) : 0;
+}
+
+TEST(HttpServer, AnswersBadRequestsWithA4xxAndKeepsServing) {
+  HttpServer::Options options;
+  options.maxBodyBytes = 1024;
+  options.idleTimeoutSeconds = 1;
+  auto server = HttpServer::start(options, [](const HttpRequest& r) {
+    if (r.path == "/echo")
+      return HttpResponse::json(200, "{\"got\":" + std::to_string(r.body.size()) + "}");
+    if (r.path == "/throw") throw std::runtime_error("boom");
+    return HttpResponse::error(404, "no " + r.path);
+  });
+  ASSERT_TRUE(server.ok()) << server.error().message;
+  const std::uint16_t port = (*server)->port();
+  ASSERT_NE(port, 0);
+  struct Case {
+    std::string request;
+    int status;
+    std::string bodyHas;
+  };
+  const std::string big(5000, 'x');
+  for (const Case& c : std::vector<Case>{
+           {"GET /nowhere HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 404, "\"error\""},
+           {"GET /%ff%fe HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 404, "\"error\""},
+           {"POST /echo HTTP/1.1\r\nHost: x\r\nContent-Length: 3\r\nConnection: close\r\n\r\nabc",
+            200, "{\"got\":3}"},
+           {"POST /echo HTTP/1.1\r\nHost: x\r\nContent-Length: 5000\r\nConnection: close\r\n\r\n" +
+                big,
+            413, "larger than 1024"},
+           {"GET /throw HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n", 500, "boom"},
+           {"POST /events HTTP/1.1\r\nHost: x\r\nContent-Length: 0\r\nConnection: close\r\n\r\n",
+            405, "GET only"},
+           // Not HTTP at all: the library closes the connection without an answer.
+           {"GARBAGE\r\n\r\n", 0, ""},
+           {"GET /" + std::string(64 * 1024, 'a') + " HTTP/1.1\r\nHost: x\r\n\r\n", 414, ""}}) {
+    const std::string answer = exchange(port, c.request);
+    EXPECT_EQ(statusOf(answer), c.status) << c.request.substr(0, 40);
+    EXPECT_NE(answer.find(c.bodyHas), std::string::npos) << answer.substr(0, 200);
+  }
+  // Clients that connect and say nothing, or give up halfway, cost nothing lasting.
+  std::vector<int> idle;
+  for (int i = 0; i < 20; ++i)
+    idle.push_back(socket(AF_INET, SOCK_STREAM, 0));
+  sockaddr_in addr{};
+  addr.sin_family = AF_INET;
+  addr.sin_port = htons(port);
+  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  for (int fd : idle)
+    (void)connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+  EXPECT_EQ(statusOf(exchange(port, "GET /echo HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n")),
+            200);
+  for (int fd : idle)
+    close(fd);
+}
+
+TEST(HttpServer, EventStreamSendsTheLatestDocumentAndEndsOnStop) {
+  auto server =
+      HttpServer::start({}, [](const HttpRequest&) { return HttpResponse::json(200, "{}"); });
+  ASSERT_TRUE(server.ok());
+  (*server)->publish("{\"n\":1}");
+  const std::uint16_t port = (*server)->port();
+  std::string received;
+  std::thread client(
+      [&] { received = exchange(port, "GET /events HTTP/1.1\r\nHost: x\r\n\r\n", 5000); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  (*server)->publish("{\"n\":2}");
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  (*server)->stop();  // ends the stream: the client's read returns
+  client.join();
+  EXPECT_NE(received.find("text/event-stream"), std::string::npos);
+  EXPECT_NE(received.find("event: state\ndata: {\"n\":1}\n\n"), std::string::npos) << received;
+  EXPECT_NE(received.find("data: {\"n\":2}"), std::string::npos) << received;
+}
+
+TEST(HttpServer, ServesTheLoopbackOnly) {
+  HttpServer::Options options;
+  options.address = "0.0.0.0";
+  EXPECT_FALSE(HttpServer::start(options, {}).ok());
+  options.address = "::1";
+  auto v6 =
+      HttpServer::start(options, [](const HttpRequest&) { return HttpResponse::json(200, "{}"); });
+  EXPECT_TRUE(v6.ok());
+}
+
+}  // namespace
+}  // namespace km::host
