@@ -5,6 +5,7 @@
 #include <string>
 
 #include "base/fatal_error.h"
+#include "base/message_text.h"
 
 namespace km {
 namespace {
@@ -25,9 +26,7 @@ std::optional<T> truncateToInt(double value) {
 std::string describe(double value) {
   if (std::isnan(value)) return "NaN";
   if (std::isinf(value)) return value > 0 ? "+infinity" : "-infinity";
-  char buffer[64];
-  std::snprintf(buffer, sizeof buffer, "%.17g", value);
-  return buffer;
+  return shortestNumber(value);  // "-9e+302", not "-9.0000000000000003e+302"
 }
 
 }  // namespace

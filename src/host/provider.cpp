@@ -3,6 +3,7 @@
 #include "base/fatal_error.h"
 #include "model/read_summary.h"
 #include "platform/foundation/calendar.h"
+#include "platform/foundation/user_defaults.h"
 
 namespace km {
 
@@ -24,6 +25,9 @@ void Provider::getTimeline(const TimelineProviderContext& /*context*/,
       Calendar::current().addingHoursSeries(base, kTimelineEntries);
   Timeline<NutritionEntry> timeline;
   timeline.entries.reserve(kTimelineEntries);
+  // The seven reads share one wait: a store held locked by another process delays the
+  // timeline by one read's bound, not seven.
+  const ScopedStoreWaitBudget wait;
   for (const std::optional<Date>& date : dates) {
     if (!date) fatalError("the calendar cannot add hours to the timeline's start");
     // Each entry reads the store again; a new day's record arrives only when the app writes it

@@ -22,7 +22,8 @@ class Provider {
   void getSnapshot(const TimelineProviderContext& context,
                    const std::function<void(NutritionEntry)>& completion) const;
   // Calls `completion` once, synchronously, with seven entries at now + 0...6 calendar hours,
-  // each with its own fresh readSummary(), and the policy atEnd. Fatal if the calendar cannot
+  // each with its own fresh readSummary(), and the policy atEnd. The seven reads share one
+  // bound on waiting for a locked store. Fatal if the calendar cannot
   // add the hours.
   void getTimeline(const TimelineProviderContext& context,
                    const std::function<void(Timeline<NutritionEntry>)>& completion) const;

@@ -42,14 +42,20 @@ WidgetNutritionSummary placeholderSummary(Date date) {
 }
 
 SummaryRead readSummaryWithSource() {
-  std::optional<Data> blob;
+  BoundedData blob;
   {
     Result<UserDefaults> store = UserDefaults::open(kAppGroupSuiteName, UserDefaults::Access::read);
-    if (store.ok()) blob = store->data(kNutritionSummaryKey);
-  }  // the connection is closed before decoding
-  if (!blob) return {storeFallbackSummary(now()), SummarySource::storeFallback};
+    if (store.ok()) blob = store->data(kNutritionSummaryKey, kMaxSummaryBytes);
+  }
+  if (blob.oversizedBytes) {
+    // Refused by its size alone: the blob was never read into memory.
+    writeExtensionLog(oversizedRecordError(*blob.oversizedBytes).message);
+    return {decodeFallbackSummary(now()), SummarySource::decodeFallback};
+  }
+  if (!blob.data) return {storeFallbackSummary(now()), SummarySource::storeFallback};
+  const Data& bytes = *blob.data;
   Result<WidgetNutritionSummary> decoded =
-      decodeSummary(std::string_view(reinterpret_cast<const char*>(blob->data()), blob->size()));
+      decodeSummary(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
   if (!decoded.ok()) {
     writeExtensionLog(decoded.error().message);
     return {decodeFallbackSummary(now()), SummarySource::decodeFallback};

@@ -25,8 +25,10 @@ WidgetNutritionSummary placeholderSummary(Date date);
 
 // Reads the day's record from the shared store; never fails. Opens the store afresh, reads and
 // decodes (nothing is cached between calls), and falls back to the fixed records above. A
-// decoding error is written as one line to standard output. Safe to call from several threads
-// at once: each call has its own connection.
+// decoding error, or a record longer than kMaxSummaryBytes (refused before it is read), is
+// written as one line to standard output. A store that another process holds locked is waited
+// for at most UserDefaults::kReadLockWait (or the thread's ScopedStoreWaitBudget). Safe to call
+// from several threads at once: each call has its own connection.
 WidgetNutritionSummary readSummary();
 // The same, telling where the record came from.
 SummaryRead readSummaryWithSource();

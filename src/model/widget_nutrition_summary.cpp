@@ -3,15 +3,13 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <nlohmann/json.hpp>
 #include <optional>
 
+#include "base/message_text.h"
 #include "platform/foundation/json_reader.h"
 
 namespace km {
 namespace {
-
-using json = nlohmann::json;
 
 std::string quote(std::string_view key) {
   // Built by iterator ranges: GCC 12 at -O3 warns falsely (-Wrestrict) on the usual
@@ -294,8 +292,7 @@ class SummaryHandler final : public JsonHandler {
             v.floating >= kMin && v.floating <= kMax) {
           return static_cast<std::int32_t>(v.floating);
         }
-        text = std::to_string(v.floating);
-        text.erase(text.find_last_not_of('0') + 1);  // "1.500000" -> "1.5"
+        text = shortestNumber(v.floating);  // 1e+300, not three hundred digits
         break;
     }
     fail(kCurrentDayInt, Error{"data corrupted at " + quote(kFieldNames[kCurrentDayInt]) +
@@ -315,28 +312,76 @@ class SummaryHandler final : public JsonHandler {
 
 }  // namespace
 
+Error oversizedRecordError(std::size_t bytes) {
+  return Error{"data corrupted: the record is " + std::to_string(bytes) +
+               " bytes long, more than the " + std::to_string(kMaxSummaryBytes) +
+               " bytes a record may have"};
+}
+
 Result<WidgetNutritionSummary> decodeSummary(std::string_view text) {
+  // Checked before parsing: a huge record costs nothing to refuse.
+  if (text.size() > kMaxSummaryBytes) return oversizedRecordError(text.size());
   SummaryHandler handler;
   if (auto error = parseJson(text, handler)) handler.syntaxError(*error);
   return std::move(handler).result();
 }
 
+namespace {
+
+// A double as JSON: the shortest text that reads back as the same number, with ".0" on whole
+// numbers so that the type shows. JSON has no infinity or NaN: those become null.
+void appendNumber(std::string& out, double v) {
+  if (!std::isfinite(v)) {
+    out += "null";
+    return;
+  }
+  const std::string text = shortestNumber(v);
+  out += text;
+  if (text.find_first_of(".e") == std::string::npos) out += ".0";
+}
+
+void appendBool(std::string& out, bool v) {
+  out += v ? "true" : "false";
+}
+
+}  // namespace
+
 std::string encodeSummary(const WidgetNutritionSummary& s) {
-  nlohmann::ordered_json j;
-  j["currentDayInt"] = s.currentDayInt;
-  j["currentDate"] = s.currentDate.timeIntervalSinceReferenceDate;
-  j["isLoggedIn"] = s.isLoggedIn;
-  j["energyCurrent"] = s.energyCurrent;
-  j["energyTotal"] = s.energyTotal;
-  j["fatCurrent"] = s.fatCurrent;
-  j["fatTotal"] = s.fatTotal;
-  j["proteinCurrent"] = s.proteinCurrent;
-  j["proteinTotal"] = s.proteinTotal;
-  j["carbsCurrent"] = s.carbsCurrent;
-  j["carbsTotal"] = s.carbsTotal;
-  j["energyDays"] = s.energyDays;
-  j["isKilojoules"] = s.isKilojoules;
-  return j.dump();
+  // Written straight into one string: a document tree of the history would cost several times
+  // the record itself.
+  std::string out;
+  out.reserve(256 + s.energyDays.size() * 8);
+  const std::pair<int, double> numbers[] = {
+      {kEnergyCurrent, s.energyCurrent},   {kEnergyTotal, s.energyTotal},
+      {kFatCurrent, s.fatCurrent},         {kFatTotal, s.fatTotal},
+      {kProteinCurrent, s.proteinCurrent}, {kProteinTotal, s.proteinTotal},
+      {kCarbsCurrent, s.carbsCurrent},     {kCarbsTotal, s.carbsTotal}};
+  auto key = [&](int f) {
+    out += out.empty() ? "{" : ",";
+    out += quote(kFieldNames[f]);
+    out += ':';
+  };
+  key(kCurrentDayInt);
+  out += std::to_string(s.currentDayInt);
+  key(kCurrentDate);
+  appendNumber(out, s.currentDate.timeIntervalSinceReferenceDate);
+  key(kIsLoggedIn);
+  appendBool(out, s.isLoggedIn);
+  for (const auto& [f, v] : numbers) {
+    key(f);
+    appendNumber(out, v);
+  }
+  key(kEnergyDays);
+  out += '[';
+  for (std::size_t i = 0; i < s.energyDays.size(); ++i) {
+    if (i > 0) out += ',';
+    appendNumber(out, s.energyDays[i]);
+  }
+  out += ']';
+  key(kIsKilojoules);
+  appendBool(out, s.isKilojoules);
+  out += '}';
+  return out;
 }
 
 }  // namespace km

@@ -31,10 +31,18 @@ struct WidgetNutritionSummary {
   friend bool operator==(const WidgetNutritionSummary&, const WidgetNutritionSummary&) = default;
 };
 
+// The longest record the extension decodes, in bytes. A week of history is a few hundred bytes;
+// the bound keeps a runaway record from costing a widget refresh seconds and gigabytes.
+inline constexpr std::size_t kMaxSummaryBytes = 1024 * 1024;
+
+// The decoding error of a record of `bytes` bytes, more than kMaxSummaryBytes.
+Error oversizedRecordError(std::size_t bytes);
+
 // Decodes the record's JSON form: an object with all thirteen keys, spelled as the fields.
 // `currentDayInt` must be an integral number that fits 32 bits (1.0 is accepted); the other
 // numbers must be finite; `currentDate` is a number of seconds since 2001-01-01 UTC; booleans
-// are JSON booleans only. Unknown keys are ignored. The error is one line describing the first
+// are JSON booleans only. Unknown keys are ignored. A text longer than kMaxSummaryBytes is an error
+// without being parsed. The error is one line describing the first
 // problem found, fields taken in declaration order. Pure function; thread-safe.
 Result<WidgetNutritionSummary> decodeSummary(std::string_view json);
 

@@ -54,7 +54,8 @@ TEST(CheckedDeathTest, FatalConversionsSayWhy) {
   EXPECT_DEATH(checkedInt32(kNaN),
                "Fatal error: Double value cannot be converted to Int32 "
                "because it is either infinite or NaN");
-  EXPECT_DEATH(checkedInt32(3e9), "Fatal error: .*outside the representable range");
+  EXPECT_DEATH(checkedInt32(3e9), "Fatal error: .*outside the representable range \\(3e\\+09\\)");
+  EXPECT_DEATH(checkedInt64(-9e302), "outside the representable range \\(-9e\\+302\\)");
   EXPECT_DEATH(checkedInt64(-kInf), "Fatal error: .*Int64 because it is either infinite or NaN");
   EXPECT_DEATH(checkedInt32(std::int64_t{1} << 31), "Fatal error: Not enough bits");
 }

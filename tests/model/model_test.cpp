@@ -97,6 +97,42 @@ TEST(SummaryDecodingTest, AcceptsAndRejectsTheDocumentedEdges) {
   }
 }
 
+TEST(SummaryDecodingTest, MessagesQuoteLittleAndPrintNumbersShortest) {
+  const std::string huge = "1" + std::string(1'000'000, '0');
+  const std::string day = "data corrupted at \"currentDayInt\": the number ";
+  // White space after the object pads a record to a given size.
+  const auto padded = [](std::size_t size) {
+    return kRecord + std::string(size - kRecord.size(), ' ');
+  };
+  struct Case {
+    std::string json;
+    std::string message;  // empty: decodes
+  } cases[] = {
+      {replaced("\"currentDayInt\":42", "\"currentDayInt\":1e20"),
+       day + "1e+20 does not fit in a 32-bit integer"},
+      {replaced("\"currentDayInt\":42", "\"currentDayInt\":1e308"),
+       day + "1e+308 does not fit in a 32-bit integer"},
+      {replaced("\"currentDayInt\":42", "\"currentDayInt\":-2.5"),
+       day + "-2.5 does not fit in a 32-bit integer"},
+      {replaced("\"energyCurrent\":1520.5", "\"energyCurrent\":" + huge),
+       "data corrupted: the data is not valid JSON (line 1, column 81: number overflow: 1" +
+           std::string(58, '0') + "…)"},
+      {padded(kMaxSummaryBytes), ""},
+      {padded(kMaxSummaryBytes + 1),
+       "data corrupted: the record is 1048577 bytes long, more than the 1048576 bytes a record "
+       "may have"},
+  };
+  for (const auto& c : cases) {
+    auto decoded = decodeSummary(c.json);
+    if (c.message.empty()) {
+      EXPECT_TRUE(decoded.ok()) << c.json.size();
+    } else {
+      ASSERT_FALSE(decoded.ok()) << c.message;
+      EXPECT_EQ(decoded.error().message, c.message);
+    }
+  }
+}
+
 TEST(SummaryDecodingTest, EveryOneByteCorruptionDecodesOrFailsCleanly) {
   // Deleting or replacing any one byte must give a record or a one-line error, never a crash
   // or a read past the end (the sanitizers watch).

@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 
+#include "base/message_text.h"
 #include "model/extension_log.h"
 #include "platform/foundation/date.h"
 #include "platform/foundation/process_settings.h"
@@ -45,19 +46,20 @@ struct Settings {
 std::optional<std::string> apply(const GlobalOptions& o, Settings& s) {
   if (o.store) s.store.emplace(*o.store);
   if (o.timeZone) {
-    if (!isKnownTimeZone(*o.timeZone)) return "--tz: unknown time zone \"" + *o.timeZone + "\"";
+    if (!isKnownTimeZone(*o.timeZone))
+      return "--tz: unknown time zone \"" + echoedInput(*o.timeZone) + "\"";
     s.timeZone.emplace(*o.timeZone);
   }
   // After the zone: a time without an offset is local to it.
   if (o.now) {
     auto date = parseISO8601(*o.now);
-    if (!date) return "--now: not an ISO-8601 date and time: \"" + *o.now + "\"";
+    if (!date) return "--now: not an ISO-8601 date and time: \"" + echoedInput(*o.now) + "\"";
     s.now.emplace(*date);
   }
   if (o.locale) s.locale.emplace(*o.locale);
   if (o.os) {
     auto version = parsePlatformVersion(*o.os);
-    if (!version) return "--os: not a platform version: \"" + *o.os + "\"";
+    if (!version) return "--os: not a platform version: \"" + echoedInput(*o.os) + "\"";
     s.os.emplace(*version);
   }
   if (o.language) s.language.emplace(*o.language);

@@ -4,8 +4,23 @@
 
 namespace km::cli {
 
-Json nutritionJson(const WidgetNutritionSummary& summary) {
-  return Json::parse(encodeSummary(summary));
+Json nutritionJson(const WidgetNutritionSummary& s) {
+  // Built from the fields, not by parsing the encoded text: one copy of the history, not three.
+  Json j;
+  j["currentDayInt"] = s.currentDayInt;
+  j["currentDate"] = s.currentDate.timeIntervalSinceReferenceDate;
+  j["isLoggedIn"] = s.isLoggedIn;
+  j["energyCurrent"] = s.energyCurrent;
+  j["energyTotal"] = s.energyTotal;
+  j["fatCurrent"] = s.fatCurrent;
+  j["fatTotal"] = s.fatTotal;
+  j["proteinCurrent"] = s.proteinCurrent;
+  j["proteinTotal"] = s.proteinTotal;
+  j["carbsCurrent"] = s.carbsCurrent;
+  j["carbsTotal"] = s.carbsTotal;
+  j["energyDays"] = s.energyDays;
+  j["isKilojoules"] = s.isKilojoules;
+  return j;
 }
 
 Json entryJson(const NutritionEntry& entry) {

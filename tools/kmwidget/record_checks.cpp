@@ -1,61 +1,83 @@
 #include "kmwidget/record_checks.h"
 
-#include <cmath>
-#include <cstdint>
-#include <limits>
+#include <sys/stat.h>
 
-#include "base/checked.h"
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "base/message_text.h"
 #include "platform/foundation/calendar.h"
 #include "platform/foundation/process_settings.h"
 
 namespace km::cli {
+
+Result<WidgetNutritionSummary> readRecordFile(const std::string& path, std::istream& in) {
+  std::string bytes;
+  if (path == "-") {
+    // One byte more than a record may have is enough to know that it is too long.
+    bytes.resize(kMaxSummaryBytes + 1);
+    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<std::size_t>(in.gcount()));
+    if (bytes.size() > kMaxSummaryBytes) {
+      return Error{"standard input: " + oversizedRecordError(bytes.size()).message};
+    }
+  } else {
+    struct stat st {};
+    if (::stat(path.c_str(), &st) != 0) {
+      return Error{path + ": cannot be read: " + std::strerror(errno)};
+    }
+    if (S_ISDIR(st.st_mode)) return Error{path + ": cannot be read: it is a directory"};
+    if (S_ISREG(st.st_mode) && static_cast<std::size_t>(st.st_size) > kMaxSummaryBytes) {
+      return Error{path + ": " +
+                   oversizedRecordError(static_cast<std::size_t>(st.st_size)).message};
+    }
+    std::ifstream file(path, std::ios::binary);
+    if (!file) return Error{path + ": cannot be read"};
+    bytes.assign(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+  }
+  auto decoded = decodeSummary(bytes);
+  if (!decoded)
+    return Error{(path == "-" ? "standard input" : path) + ": " + decoded.error().message};
+  return decoded;
+}
+
 namespace {
 
-std::string number(double v) {
-  std::string s = std::to_string(v);
-  // "1300.000000" -> "1300"
-  if (s.find('.') != std::string::npos) {
-    s.erase(s.find_last_not_of('0') + 1);
-    if (s.back() == '.') s.pop_back();
-  }
-  return s;
+// The local day of `date` in the process's time zone, counted from 1970; nullopt where the
+// count is not a finite number.
+std::optional<double> localDay(Date date) {
+  const double t = date.timeIntervalSince1970();
+  if (!std::isfinite(t)) return std::nullopt;
+  return std::floor((t + secondsFromGMT(currentTimeZoneId(), date)) / 86400);
 }
 
 }  // namespace
 
-std::vector<std::string> displayWarnings(const WidgetNutritionSummary& s) {
+std::vector<std::string> recordWarnings(const WidgetNutritionSummary& s) {
   std::vector<std::string> out;
-  const std::pair<const char*, double> values[] = {
+  if (!s.isLoggedIn) {
+    out.push_back("isLoggedIn is false: every widget shows the signed-out view");
+    return out;  // nothing else of the record is shown
+  }
+  const auto day = localDay(s.currentDate);
+  if (day && *day != localDay(now())) {
+    out.push_back("currentDate " + shortestNumber(s.currentDate.timeIntervalSinceReferenceDate) +
+                  " is not today: widgets that check the day show no intake");
+  }
+  if (s.energyDays.size() != 7) {
+    out.push_back("energyDays has " + std::to_string(s.energyDays.size()) +
+                  " values, not the seven days of a week");
+  }
+  const std::pair<const char*, double> amounts[] = {
       {"energyCurrent", s.energyCurrent},   {"energyTotal", s.energyTotal},
       {"fatCurrent", s.fatCurrent},         {"fatTotal", s.fatTotal},
       {"proteinCurrent", s.proteinCurrent}, {"proteinTotal", s.proteinTotal},
       {"carbsCurrent", s.carbsCurrent},     {"carbsTotal", s.carbsTotal}};
-  for (const auto& [name, value] : values) {
-    if (!tryInt32(value)) {
-      out.push_back(std::string(name) + " = " + number(value) +
-                    " does not fit a 32-bit integer and stops the extension when shown");
-    }
-  }
-  for (std::size_t i = 0; i < s.energyDays.size(); ++i) {
-    if (!tryInt32(s.energyDays[i])) {
-      out.push_back("energyDays[" + std::to_string(i) + "] = " + number(s.energyDays[i]) +
-                    " does not fit a 32-bit integer and stops the extension when shown");
-    }
-  }
-  if (s.energyDays.size() < 7) {
-    out.push_back("energyDays has " + std::to_string(s.energyDays.size()) +
-                  " values; the history chart needs seven and stops the extension with fewer");
-  }
-  // The same-day test counts local days since 1970 and their seconds in 32 bits.
-  const double t = s.currentDate.timeIntervalSince1970();
-  const double local = t + secondsFromGMT(currentTimeZoneId(), s.currentDate);
-  const auto days = tryInt32(local / 86400);
-  const bool inRange = days && std::abs(static_cast<std::int64_t>(*days) * 86400) <=
-                                   std::numeric_limits<std::int32_t>::max();
-  if (!tryInt64(t / 86400) || !inRange) {
-    out.push_back("currentDate = " + number(s.currentDate.timeIntervalSinceReferenceDate) +
-                  " is outside the same-day test's range (1901-12-14 to 2038-01-19) and stops "
-                  "the extension when shown");
+  for (const auto& [name, value] : amounts) {
+    if (value < 0) out.push_back(std::string(name) + " is negative: " + shortestNumber(value));
   }
   return out;
 }

@@ -16,13 +16,16 @@
 #include <thread>
 #include <vector>
 
+#include "base/message_text.h"
 #include "host/km_widget.h"
 #include "host/km_widget_entry_view.h"
 #include "host/provider.h"
 #include "host/widget_kind.h"
 #include "kmwidget/cli.h"
 #include "kmwidget/json_output.h"
+#include "kmwidget/record_checks.h"
 #include "kmwidget/widget_drawing.h"
+#include "kmwidget/widget_jobs.h"
 #include "model/widget_nutrition_summary.h"
 #include "platform/foundation/bundle.h"
 #include "platform/foundation/date.h"
@@ -52,25 +55,12 @@ struct RenderArgs {
   std::string outDir = "widgets";
 };
 
-struct Job {
-  std::string kind;
-  WidgetFamily family;
-};
-
 struct Rendered {
-  Job job;
+  WidgetJob job;
   DisplayList list;
   RenderOptions options;
   std::string file;  // file name inside the output folder; empty when not written
 };
-
-std::optional<std::string> readText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 std::string htmlEscape(std::string_view text) {
   std::string out;
@@ -278,7 +268,8 @@ int runRender(const RenderArgs& args, const Io& io) {
   // Options first, so a mistake is reported before anything is read or written.
   if (args.format != "png" && args.format != "svg" && args.format != "pdf" &&
       args.format != "json") {
-    io.err << "kmwidget: --format: expected png, svg, pdf or json, got \"" << args.format << "\"\n";
+    io.err << "kmwidget: --format: expected png, svg, pdf or json, got \""
+           << echoedInput(args.format) << "\"\n";
     return kExitUsage;
   }
   if (!(args.scale > 0) || args.scale > 10) {
@@ -311,7 +302,7 @@ int runRender(const RenderArgs& args, const Io& io) {
   for (const std::string& name : args.families) {
     const auto family = familyFromName(name);
     if (!family) {
-      io.err << "kmwidget: --family: unknown family \"" << name << "\"\n";
+      io.err << "kmwidget: --family: unknown family \"" << echoedInput(name) << "\"\n";
       return kExitUsage;
     }
     families.push_back(*family);
@@ -319,54 +310,49 @@ int runRender(const RenderArgs& args, const Io& io) {
   std::vector<std::string> kinds = args.kinds;
   for (const std::string& kind : kinds) {
     if (!widgetKindFromRawValue(kind)) {
-      io.err << "kmwidget: --kind: unknown kind \"" << kind << "\"\n";
+      io.err << "kmwidget: --kind: unknown kind \"" << echoedInput(kind) << "\"\n";
       return kExitUsage;
     }
   }
-  if (kinds.empty()) {
-    for (const char* kind : KMWidgetBundle::kKinds)
-      kinds.emplace_back(kind);
-  }
-
   // The families each kind offers on this platform version, or those asked for.
-  std::vector<Job> jobs;
-  for (const std::string& kind : kinds) {
-    const std::vector<WidgetFamily> offered = supportedFamilies(kind);
-    const std::vector<WidgetFamily>& chosen = families.empty() ? offered : families;
-    for (WidgetFamily f : chosen)
-      jobs.push_back({kind, f});
+  std::vector<WidgetJob> jobs;
+  if (kinds.empty() && families.empty()) {
+    jobs = bundleJobs();
+  } else {
+    if (kinds.empty()) {
+      for (const char* kind : KMWidgetBundle::kKinds)
+        kinds.emplace_back(kind);
+    }
+    for (const std::string& kind : kinds) {
+      const std::vector<WidgetFamily> offered = supportedFamilies(kind);
+      const std::vector<WidgetFamily>& chosen = families.empty() ? offered : families;
+      for (WidgetFamily f : chosen)
+        jobs.push_back({kind, f});
+    }
   }
   if (jobs.empty()) return fail(io, "nothing to render");
 
   // The entry: the provider's snapshot, or the record file drawn at now.
   NutritionEntry entry;
   if (args.record) {
-    const auto text = readText(*args.record);
-    if (!text) return fail(io, "cannot read " + *args.record);
-    auto decoded = decodeSummary(*text);
-    if (!decoded) return fail(io, *args.record + ": " + decoded.error().message);
-    entry = NutritionEntry{now(), *decoded};
+    auto decoded = readRecordFile(*args.record, io.in);
+    if (!decoded) return fail(io, decoded.error().message);
+    entry = NutritionEntry{now(), std::move(decoded).value()};
   } else {
     Provider{}.getSnapshot({}, [&entry](NutritionEntry e) { entry = std::move(e); });
   }
 
-  const std::string bundleDir = Bundle::main().bundlePath();
-  auto assets = AssetCatalog::load(std::filesystem::path(bundleDir) / "Assets.xcassets");
-  if (!assets) return fail(io, "cannot load the asset catalogue: " + assets.error().message);
-  const LayoutOptions layoutOptions = widgetLayoutOptions(*assets);
-
+  auto layouter = WidgetLayouter::make(*device);
+  if (!layouter) return fail(io, layouter.error().message);
+  const AssetCatalog* assets = &(*layouter)->assets();
   std::vector<Rendered> rendered;
   rendered.reserve(jobs.size());
-  // One redraw of every widget asked for: the language and its texts are read once.
-  const ScopedRedraw redraw;
-  for (const Job& job : jobs) {
-    rendered.push_back(
-        {job, layoutWidget(entry, job.kind, job.family, *device, layoutOptions), {}});
-  }
+  for (const WidgetJob& job : jobs)
+    rendered.push_back({job, (*layouter)->layout(entry, job), {}});
 
   if (args.format == "json") {
     auto dump = [&](const Rendered& r) {
-      return displayListToJson(r.list, r.job.kind, familyName(r.job.family), scheme, &*assets);
+      return displayListToJson(r.list, r.job.kind, familyName(r.job.family), scheme, assets);
     };
     if (rendered.size() == 1) {
       io.out << dump(rendered.front()).dump(2) << '\n';

@@ -21,14 +21,27 @@ void addTimelineCommands(CLI::App& app, Action& action) {
   app.add_subcommand("timeline", "The provider's timeline from the shared store")
       ->callback([&action] {
         action = [](const Io& io) {
-          Json j;
-          Provider{}.getTimeline({}, [&](Timeline<NutritionEntry> timeline) {
-            j["policy"] = std::string(policyName(timeline.policy));
-            j["entries"] = Json::array();
-            for (const auto& entry : timeline.entries)
-              j["entries"].push_back(entryJson(entry));
+          Provider{}.getTimeline({}, [&](const Timeline<NutritionEntry>& timeline) {
+            // Printed an entry at a time, so that only one entry's document exists at once
+            // besides the seven records themselves.
+            Json head;
+            head["policy"] = std::string(policyName(timeline.policy));
+            std::string text = head.dump(2);
+            text.resize(text.size() - 2);  // reopen the object: drop "\n}"
+            io.out << text << ",\n  \"entries\": [";
+            const char* separator = "\n";
+            for (const auto& entry : timeline.entries) {
+              const std::string e = entryJson(entry).dump(2);
+              std::string indented = "    ";
+              for (char c : e) {
+                indented += c;
+                if (c == '\n') indented += "    ";
+              }
+              io.out << separator << indented;
+              separator = ",\n";
+            }
+            io.out << "\n  ]\n}\n";
           });
-          printJson(io.out, j);
           return kExitOk;
         };
       });

@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "base/message_text.h"
+
 namespace km {
 namespace {
 
@@ -195,7 +197,9 @@ class Parser {
     if (ec == std::errc::result_out_of_range) {
       // Too small rounds to zero; too large is not a number a double can hold.
       d = std::strtod(std::string(start, p_).c_str(), nullptr);
-      if (std::isinf(d)) return failAt(start, "number overflow: " + std::string(start, p_));
+      if (std::isinf(d))
+        return failAt(start,
+                      "number overflow: " + echoedInput(std::string_view(start, p_ - start)));
     } else if (ec != std::errc() || ptr != p_) {
       return failAt(start, "invalid number");
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -19,6 +20,13 @@ using Data = std::vector<std::uint8_t>;
 // different values, as they are in the phone's user defaults.
 using StoreValue = std::variant<Data, std::string, std::int64_t, double, bool>;
 
+// A data blob read with a bound on its size: the blob itself only when it is within the bound,
+// else just its size, so that an oversized value is never brought into memory.
+struct BoundedData {
+  std::optional<Data> data;
+  std::optional<std::size_t> oversizedBytes;
+};
+
 // The key-value store of an app group (a "suite"), shared between the app and its extensions,
 // kept in one SQLite file in the group's container folder. The file is in WAL mode, so one
 // writer and many readers in different processes never see a torn value.
@@ -28,6 +36,11 @@ using StoreValue = std::variant<Data, std::string, std::int64_t, double, bool>;
 // connection of the calling thread to the same file (checked to still be the same file), so a
 // read costs a query rather than a database open. A UserDefaults is movable, not copyable, and
 // must be used on the thread that opened it.
+//
+// Only regular files are stores: a directory, FIFO, socket or device at the path is an error
+// that says so, found without ever blocking in an open. A reader waits at most
+// kReadLockWait for another process's lock (a writer's, or one holding the file exclusively)
+// and then fails, so that a widget shows its fallback instead of stalling; writers wait longer.
 class UserDefaults {
  public:
   enum class Access {
@@ -36,6 +49,9 @@ class UserDefaults {
     // Creates the file, its folders and its table as needed.
     readWrite,
   };
+
+  // The longest a read waits for a lock held by another connection.
+  static constexpr std::chrono::milliseconds kReadLockWait{50};
 
   // The environment variable that names the store's file, overriding the default location.
   static constexpr const char* kStorePathVariable = "KMWIDGET_STORE";
@@ -63,6 +79,9 @@ class UserDefaults {
   std::optional<std::string> string(std::string_view key);
   // A data blob; nullopt when absent or of another type.
   std::optional<Data> data(std::string_view key);
+  // A data blob of at most `maxBytes`; a longer one is reported by its size without being read.
+  // Both empty when the value is absent, of another type, or the database fails.
+  BoundedData data(std::string_view key, std::size_t maxBytes);
 
   Status set(std::string_view key, const StoreValue& value);
   Status removeObject(std::string_view key);
@@ -75,6 +94,20 @@ class UserDefaults {
 
   std::shared_ptr<Connection> connection_;
   std::string path_;
+};
+
+// While one lives, the store reads of its thread share one wait for locks of `budget` in
+// total instead of kReadLockWait each: the seven reads of a timeline cost no more than one when
+// another process holds the store. Guards nest; the innermost applies.
+class ScopedStoreWaitBudget {
+ public:
+  explicit ScopedStoreWaitBudget(std::chrono::milliseconds budget = UserDefaults::kReadLockWait);
+  ~ScopedStoreWaitBudget();
+  ScopedStoreWaitBudget(const ScopedStoreWaitBudget&) = delete;
+  ScopedStoreWaitBudget& operator=(const ScopedStoreWaitBudget&) = delete;
+
+ private:
+  std::optional<std::chrono::steady_clock::time_point> previous_;
 };
 
 }  // namespace km

@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "base/message_text.h"
+
 namespace km {
 namespace {
 
@@ -111,7 +113,7 @@ T oneOf(const json& j, const std::string& path, const std::map<std::string, T>& 
   std::string list;
   for (const auto& [name, value] : names)
     list += (list.empty() ? "" : ", ") + name;
-  fail(path, "unknown value \"" + s + "\" (expected one of: " + list + ")");
+  fail(path, "unknown value \"" + echoedInput(s) + "\" (expected one of: " + list + ")");
 }
 
 int lineCount(const json& j, const std::string& path) {
