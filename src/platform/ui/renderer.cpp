@@ -668,7 +668,7 @@ void drawContent(cairo_t* cr, const DisplayItem& item, const RenderOptions& o,
             }
           }
           const auto* angular = std::get_if<AngularGradient>(paint);
-          if (angular && !t.overridden() && rasterTarget(cr)) {
+          if (angular && rasterTarget(cr)) {
             drawConicRaster(cr, std::get<AngularGradient>(sanitized(*angular)), item.frame, t,
                             stroking);
           } else {
