@@ -5,6 +5,7 @@
 #include <chrono>
 #include <cstdio>
 
+#include "platform/ui/render/cairo_canvas.h"
 #include "platform/ui/text_engine.h"
 
 int main() {
@@ -17,7 +18,8 @@ int main() {
   cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 474, 474);
   cairo_t* cr = cairo_create(s);
   cairo_scale(cr, 3, 3);
-  engine.draw(cr, {"500 Kcal", km::Font::system(18, km::FontWeight::bold)}, {10, 10});
+  km::CairoCanvas canvas(cr);
+  engine.draw(canvas, {"500 Kcal", km::Font::system(18, km::FontWeight::bold)}, {10, 10});
   cairo_destroy(cr);
   cairo_surface_destroy(s);
   const auto t3 = Clock::now();

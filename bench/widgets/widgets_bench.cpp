@@ -109,7 +109,7 @@ void BM_WidgetDraw(benchmark::State& state) {
   const RenderOptions options = renderOptions(s.family);
   for (auto _ : state) {
     RasterImage image = renderImage(list, options);
-    benchmark::DoNotOptimize(image.surface());
+    benchmark::DoNotOptimize(image.data());
   }
   state.SetLabel(std::string(s.kind) + "." + std::string(familyName(s.family)) + " @3x");
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <fstream>
 
+#include "platform/ui/render/cairo_canvas.h"
 #include "ui/librsvg_reference.h"
 
 namespace km {
@@ -124,14 +125,16 @@ TEST(AssetCatalogTest, ImageSets) {
   EXPECT_EQ(catalog->imageSize("ic_broken"), (Size{10, 20}));
   cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 10, 10);
   cairo_t* cr = cairo_create(surface);
-  EXPECT_FALSE(catalog->drawImage(cr, "ic_broken", {0, 0, 10, 10}));
-  EXPECT_TRUE(catalog->drawImage(cr, "ic_flame", {0, 0, 10, 10}));
+  CairoCanvas canvas(cr);
+  EXPECT_FALSE(catalog->drawImage(canvas, "ic_broken", {0, 0, 10, 10}));
+  EXPECT_TRUE(catalog->drawImage(canvas, "ic_flame", {0, 0, 10, 10}));
   cairo_destroy(cr);
   cairo_surface_destroy(surface);
   EXPECT_TRUE(catalog->isTemplateImage("ic_flame"));
   EXPECT_FALSE(catalog->isTemplateImage("ic_badge"));
   EXPECT_FALSE(catalog->imageSize("nope"));
-  EXPECT_FALSE(catalog->drawImage(nullptr, "nope", {0, 0, 10, 10}));
+  CairoCanvas nowhere(nullptr);
+  EXPECT_FALSE(catalog->drawImage(nowhere, "nope", {0, 0, 10, 10}));
 }
 
 // Reads one pixel of an ARGB32 surface as (red, green, blue, alpha) bytes.
@@ -161,7 +164,8 @@ TEST(AssetCatalogTest, ImagesBeyondTheBuiltInReaderDrawThroughLibrsvg) {
   for (const auto& c : cases) {
     cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, c.width, c.height);
     cairo_t* cr = cairo_create(surface);
-    EXPECT_TRUE(catalog->drawImage(cr, c.name, {0, 0, double(c.width), double(c.height)}))
+    CairoCanvas canvas(cr);
+    EXPECT_TRUE(catalog->drawImage(canvas, c.name, {0, 0, double(c.width), double(c.height)}))
         << c.name;
     const auto left = pixel(surface, 1, c.height / 2),
                right = pixel(surface, c.width - 2, c.height / 2);

@@ -13,6 +13,7 @@
 #include "gallery.h"
 #include "platform/ui/asset_catalog.h"
 #include "platform/ui/layout.h"
+#include "platform/ui/render/cairo_canvas.h"
 #include "platform/ui/renderer.h"
 
 namespace km {
@@ -50,14 +51,15 @@ RasterImage drawAsVector(const View& view, Size size) {
   cairo_t* cr = cairo_create(recording);
   drawDisplayList(cr, list, o);
   cairo_destroy(cr);
-  cairo_surface_t* image = cairo_image_surface_create(
-      CAIRO_FORMAT_ARGB32, static_cast<int>(size.width), static_cast<int>(size.height));
+  RasterImage pixels(static_cast<int>(size.width), static_cast<int>(size.height));
+  cairo_surface_t* image = createSurfaceFor(pixels);
   cr = cairo_create(image);
   cairo_set_source_surface(cr, recording, 0, 0);
   cairo_paint(cr);
   cairo_destroy(cr);
+  cairo_surface_destroy(image);
   cairo_surface_destroy(recording);
-  return RasterImage(image);
+  return pixels;
 }
 
 using Pixel = std::array<uint8_t, 4>;

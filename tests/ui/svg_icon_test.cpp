@@ -12,6 +12,7 @@
 #include <numbers>
 
 #include "platform/ui/asset_catalog.h"
+#include "platform/ui/render/cairo_canvas.h"
 #include "ui/librsvg_reference.h"
 
 namespace km {
@@ -486,8 +487,9 @@ TEST(SvgIconTest, DrawingBundleIconsLeavesLibrsvgUnloaded) {
       AssetCatalog::load(std::filesystem::path(KM_SOURCE_BUNDLE_DIR) / "Assets.xcassets");
   ASSERT_TRUE(catalog.ok());
   Surface s;
+  CairoCanvas canvas(s.cr);
   for (const auto& name : catalog->imageNames())
-    EXPECT_TRUE(catalog->drawImage(s.cr, name, {0, 0, 72, 72})) << name;
+    EXPECT_TRUE(catalog->drawImage(canvas, name, {0, 0, 72, 72})) << name;
   EXPECT_FALSE(librsvgMapped());
 }
 

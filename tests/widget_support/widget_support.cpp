@@ -225,11 +225,10 @@ GoldenResult matchesGolden(const DisplayList& list, const std::string& name, Ren
     cairo_destroy(cr);
   }
   cairo_surface_flush(golden.get());
-  cairo_surface_flush(actual.surface());
   const unsigned char* g = cairo_image_surface_get_data(golden.get());
-  const unsigned char* a = cairo_image_surface_get_data(actual.surface());
+  const unsigned char* a = actual.data();
   const int gs = cairo_image_surface_get_stride(golden.get());
-  const int as = cairo_image_surface_get_stride(actual.surface());
+  const int as = actual.stride();
   long different = 0;
   int worst = 0;
   for (int y = 0; y < h; ++y) {

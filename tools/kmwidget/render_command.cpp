@@ -32,6 +32,7 @@
 #include "platform/ui/asset_catalog.h"
 #include "platform/ui/display_list_json.h"
 #include "platform/ui/layout.h"
+#include "platform/ui/render/cairo_canvas.h"
 #include "platform/ui/renderer.h"
 #include "platform/ui/text_engine.h"
 #include "platform/widgetkit/family_size.h"
@@ -179,18 +180,19 @@ Status writeContactSheet(const std::vector<Rendered>& items, const std::filesyst
     y += rowHeight + label + gap;
   }
   const int sheetHeight = y;
-  cairo_surface_t* surface =
-      cairo_image_surface_create(CAIRO_FORMAT_ARGB32, std::max(sheetWidth, 1), sheetHeight);
+  RasterImage sheet(std::max(sheetWidth, 1), sheetHeight);
+  cairo_surface_t* surface = createSurfaceFor(sheet);
   cairo_t* cr = cairo_create(surface);
   cairo_set_source_rgb(cr, 0.80, 0.82, 0.86);  // a neutral wallpaper both appearances read on
   cairo_paint(cr);
   // A text's box with its top-left corner at (x, y) in pixels.
+  CairoCanvas canvas(cr);
   auto drawText = [&](const std::string& s, Font font, double x, double y) {
     cairo_save(cr);
     cairo_set_source_rgb(cr, 0.1, 0.1, 0.12);
     cairo_translate(cr, x, y);
     cairo_scale(cr, scale, scale);
-    text.draw(cr, {s, font}, {0, 0});
+    text.draw(canvas, {s, font}, {0, 0});
     cairo_restore(cr);
   };
   for (const Header& h : headers) {
@@ -214,8 +216,8 @@ Status writeContactSheet(const std::vector<Rendered>& items, const std::filesyst
     drawText(cellName(r), nameFont, p.x, p.y + std::ceil(r.list.size.height * scale) + 2 * scale);
   }
   cairo_destroy(cr);
+  cairo_surface_destroy(surface);
   // The same fast encoder as the widget files (the sheet is large; Cairo's writer is slow).
-  const RasterImage sheet(surface);
   auto bytes = encodePng(sheet);
   if (!bytes) return Error{"cannot encode " + file.string() + ": " + bytes.error().message};
   std::ofstream out(file, std::ios::binary);

@@ -1,19 +1,17 @@
 #include "platform/ui/asset_catalog.h"
 
-#include <cairo.h>
-#include <dlfcn.h>
-#include <librsvg/rsvg.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <type_traits>
 
+#include "platform/ui/image/raster_image.h"
+#include "platform/ui/render/canvas.h"
+#include "platform/ui/render/svg_document.h"
 #include "platform/ui/svg_icon.h"
 
 namespace km {
@@ -99,99 +97,6 @@ std::optional<RGBA> parseColor(const json& color) {
   return out;
 }
 
-// librsvg draws the SVG files that the built-in reader refuses. It is loaded on first need
-// rather than linked: linked, its relocations alone cost the process about 2 MB and start-up
-// time, and drawing pulls in several megabytes of its code and of libxml2, while every icon of
-// the bundle is within the reader's subset. The functions are looked up by name; the header
-// still gives their types.
-struct Rsvg {
-  decltype(&rsvg_handle_new_from_data) newFromData;
-  decltype(&rsvg_handle_set_dpi) setDpi;
-  decltype(&rsvg_handle_get_intrinsic_size_in_pixels) intrinsicSizeInPixels;
-  decltype(&rsvg_handle_get_intrinsic_dimensions) intrinsicDimensions;
-  decltype(&rsvg_handle_render_document) renderDocument;
-  decltype(&g_object_unref) unref;
-  decltype(&g_error_free) freeError;
-};
-
-// The library's functions, or null when it cannot be loaded (said once on standard error).
-// Loaded at most once per process and never unloaded: handles outlive any one catalogue.
-const Rsvg* rsvg() {
-  static const std::optional<Rsvg> loaded = []() -> std::optional<Rsvg> {
-    constexpr const char* kLibrary = "librsvg-2.so.2";
-    void* lib = dlopen(kLibrary, RTLD_NOW | RTLD_LOCAL);
-    Rsvg r{};
-    const char* missing = nullptr;
-    auto find = [&](auto& fn, const char* name) {
-      fn = reinterpret_cast<std::remove_reference_t<decltype(fn)>>(dlsym(lib, name));
-      if (!fn && !missing) missing = name;
-    };
-    if (lib) {
-      find(r.newFromData, "rsvg_handle_new_from_data");
-      find(r.setDpi, "rsvg_handle_set_dpi");
-      find(r.intrinsicSizeInPixels, "rsvg_handle_get_intrinsic_size_in_pixels");
-      find(r.intrinsicDimensions, "rsvg_handle_get_intrinsic_dimensions");
-      find(r.renderDocument, "rsvg_handle_render_document");
-      // GLib's, reached through librsvg's own dependencies.
-      find(r.unref, "g_object_unref");
-      find(r.freeError, "g_error_free");
-    }
-    if (lib && !missing) return r;
-    std::fprintf(stderr,
-                 "warning: SVG images beyond the built-in reader need %s, which %s; they are "
-                 "drawn as missing\n",
-                 kLibrary,
-                 lib ? (std::string("lacks ") + missing).c_str()
-                     : (std::string("could not be loaded: ") + dlerror()).c_str());
-    if (lib) dlclose(lib);
-    return std::nullopt;
-  }();
-  return loaded ? &*loaded : nullptr;
-}
-
-struct RsvgHandleDeleter {
-  void operator()(RsvgHandle* h) const {
-    if (h) rsvg()->unref(h);  // a handle exists only when the library is loaded
-  }
-};
-using RsvgHandlePtr = std::unique_ptr<RsvgHandle, RsvgHandleDeleter>;
-
-// Null when librsvg is missing or cannot read the bytes.
-RsvgHandlePtr openSvg(const std::string& bytes) {
-  const Rsvg* r = rsvg();
-  if (!r) return nullptr;
-  GError* error = nullptr;
-  RsvgHandle* h =
-      r->newFromData(reinterpret_cast<const guint8*>(bytes.data()), bytes.size(), &error);
-  if (error) r->freeError(error);
-  if (h) r->setDpi(h, 72);  // so that "pt" lengths, like px, count one per point
-  return RsvgHandlePtr(h);
-}
-
-// The size of an SVG as librsvg reads it: its intrinsic size, or else its view box, or else
-// nothing.
-Size rsvgSize(RsvgHandle* h) {
-  const Rsvg* r = rsvg();
-  gdouble w = 0, hgt = 0;
-  if (!r->intrinsicSizeInPixels(h, &w, &hgt)) {
-    gboolean hasW = FALSE, hasH = FALSE, hasViewBox = FALSE;
-    RsvgLength lw, lh;
-    RsvgRectangle viewBox;
-    r->intrinsicDimensions(h, &hasW, &lw, &hasH, &lh, &hasViewBox, &viewBox);
-    if (hasViewBox) {
-      w = viewBox.width;
-      hgt = viewBox.height;
-    }
-  }
-  return Size{w, hgt};
-}
-
-struct SurfaceDeleter {
-  void operator()(cairo_surface_t* s) const {
-    if (s) cairo_surface_destroy(s);
-  }
-};
-
 }  // namespace
 
 struct AssetCatalog::Data {
@@ -201,20 +106,16 @@ struct AssetCatalog::Data {
   struct ImageSet {
     Size size;
     bool isTemplate = false;
-    // An SVG is either read by the built-in reader, or kept as bytes for librsvg, which then
-    // opens it on first draw.
+    // An SVG is either read by the built-in reader, or kept for librsvg, which then opens it
+    // on first draw.
     std::optional<SvgIcon> icon;
-    std::string svgBytes;
-    mutable RsvgHandlePtr svg;
-    mutable bool svgFailed = false;  // librsvg missing or unable to read the bytes
-    std::unique_ptr<cairo_surface_t, SurfaceDeleter> bitmap;
+    std::unique_ptr<SvgDocument> document;
+    std::optional<RasterImage> bitmap;
 
-    bool hasSvg() const { return icon || !svgBytes.empty() || svg; }
+    bool hasSvg() const { return icon || document; }
   };
   std::map<std::string, ColorSet, std::less<>> colors;
   std::map<std::string, ImageSet, std::less<>> images;
-  // Serialises librsvg (its handles are not shareable between threads) and bitmap drawing.
-  mutable std::mutex drawMutex;
 
   void readColorSet(const std::filesystem::path& dir, const std::string& name) {
     auto contents = readJson(dir / "Contents.json");
@@ -275,26 +176,23 @@ struct AssetCatalog::Data {
         // size; only when it does not is librsvg needed at once.
         if (auto declared = svgDeclaredSize(bytes)) {
           set.size = *declared;
-          set.svgBytes = std::move(bytes);
+          set.document = std::make_unique<SvgDocument>(std::move(bytes));
           continue;
         }
-        RsvgHandlePtr h = openSvg(bytes);
-        if (!h) continue;
-        set.size = rsvgSize(h.get());
-        set.svg = std::move(h);
+        auto document = std::make_unique<SvgDocument>(std::move(bytes));
+        const std::optional<Size> size = document->librsvgSize();
+        if (!size) continue;
+        set.size = *size;
+        set.document = std::move(document);
       } else if (ext == ".png" && !set.hasSvg()) {
         const std::string scaleText = stringMember(entry, "scale", "1x");
         const double scale = std::max(1.0, std::atof(scaleText.c_str()));
         if (scale <= bestScale) continue;
-        cairo_surface_t* s = cairo_image_surface_create_from_png(path.c_str());
-        if (cairo_surface_status(s) != CAIRO_STATUS_SUCCESS) {
-          cairo_surface_destroy(s);
-          continue;
-        }
+        std::optional<RasterImage> bitmap = RasterImage::readPng(path);
+        if (!bitmap) continue;
         bestScale = scale;
-        set.bitmap.reset(s);
-        set.size = {cairo_image_surface_get_width(s) / scale,
-                    cairo_image_surface_get_height(s) / scale};
+        set.size = {bitmap->width() / scale, bitmap->height() / scale};
+        set.bitmap = std::move(bitmap);
       }
     }
     if (set.hasSvg() || set.bitmap) images[name] = std::move(set);
@@ -383,35 +281,18 @@ std::vector<std::string> AssetCatalog::imageNames() const {
   return out;
 }
 
-bool AssetCatalog::drawImage(cairo_t* cr, std::string_view name, const Rect& rect) const {
+bool AssetCatalog::drawImage(Canvas& canvas, std::string_view name, const Rect& rect) const {
   auto it = data_->images.find(name);
   if (it == data_->images.end() || rect.width <= 0 || rect.height <= 0) return false;
   const auto& set = it->second;
   if (set.icon) {
-    drawSvgIcon(cr, *set.icon, rect);
+    canvas.drawIcon(*set.icon, rect);
     return true;
   }
-  std::lock_guard lock(data_->drawMutex);
-  if (!set.svg && !set.svgBytes.empty() && !set.svgFailed) {
-    set.svg = openSvg(set.svgBytes);
-    set.svgFailed = !set.svg;
-  }
-  if (set.svg) {
-    RsvgRectangle viewport{rect.x, rect.y, rect.width, rect.height};
-    GError* error = nullptr;
-    const bool ok = rsvg()->renderDocument(set.svg.get(), cr, &viewport, &error);
-    if (error) rsvg()->freeError(error);
-    return ok;
-  }
-  if (!set.bitmap) return false;  // an SVG that librsvg cannot read, or no librsvg
-  cairo_save(cr);
-  cairo_translate(cr, rect.x, rect.y);
-  cairo_scale(cr, rect.width / cairo_image_surface_get_width(set.bitmap.get()),
-              rect.height / cairo_image_surface_get_height(set.bitmap.get()));
-  cairo_set_source_surface(cr, set.bitmap.get(), 0, 0);
-  cairo_pattern_set_filter(cairo_get_source(cr), CAIRO_FILTER_GOOD);
-  cairo_paint(cr);
-  cairo_restore(cr);
+  // A set may also hold a bitmap listed before its SVG: the fallback when librsvg cannot draw.
+  if (set.document && canvas.drawSvgDocument(*set.document, rect)) return true;
+  if (!set.bitmap) return false;
+  canvas.drawBitmap(*set.bitmap, rect);
   return true;
 }
 

@@ -12,9 +12,9 @@
 #include "platform/ui/color.h"
 #include "platform/ui/geometry.h"
 
-typedef struct _cairo cairo_t;
-
 namespace km {
+
+class Canvas;
 
 enum class ColorScheme { light, dark };
 
@@ -27,14 +27,13 @@ inline constexpr RGBA kMissingColor{1, 0, 1, 1};
 // optionally marked for template rendering. Groups may nest; a group whose Contents.json says
 // "provides-namespace" prefixes its members' names with "group/".
 //
-// SVG icons are read at load by the built-in reader (platform/ui/svg_icon.h) and drawn as Cairo
-// paths. An SVG beyond that reader's subset is drawn by librsvg, which is loaded only when such
-// a file is first needed; without librsvg such an image cannot be drawn.
+// SVG icons are read at load by the built-in reader (platform/ui/svg_icon.h) and drawn as
+// vector paths. An SVG beyond that reader's subset is drawn by librsvg, which is loaded only
+// when such a file is first needed; without librsvg such an image cannot be drawn.
 //
-// Loaded once, then read-only: lookups and drawing SVG icons the reader understood are safe
-// from any thread without locking (each thread with its own cairo_t); drawing bitmaps and
-// SVGs through librsvg serialises on the catalogue's own lock (librsvg handles are not
-// shareable between threads).
+// Loaded once, then read-only: lookups and drawing are safe from any thread (each thread with
+// its own canvas); only SVGs drawn through librsvg serialise, each on its own lock (librsvg
+// handles are not shareable between threads).
 class AssetCatalog {
  public:
   AssetCatalog();
@@ -57,9 +56,9 @@ class AssetCatalog {
   // Whether the set asks for template rendering ("template-rendering-intent": "template").
   bool isTemplateImage(std::string_view name) const;
   std::vector<std::string> imageNames() const;
-  // Draws the image stretched into `rect` (user space); false when the image is missing or
-  // cannot be drawn.
-  bool drawImage(cairo_t* cr, std::string_view name, const Rect& rect) const;
+  // Draws the image stretched into `rect` (the canvas's user space); false when the image is
+  // missing or cannot be drawn.
+  bool drawImage(Canvas& canvas, std::string_view name, const Rect& rect) const;
 
  private:
   struct Data;

@@ -13,6 +13,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/ui/render/canvas.h"
+
 namespace km {
 namespace {
 
@@ -404,17 +406,16 @@ TextFit TextEngine::fit(std::string_view text, Font font, std::optional<int> lin
   return result;
 }
 
-void TextEngine::draw(cairo_t* cr, const TextSpec& spec, Point origin) {
+void TextEngine::draw(Canvas& canvas, const TextSpec& spec, Point origin) {
   std::lock_guard lock(impl_->mutex);
-  pango_cairo_update_context(cr, impl_->drawContext);
+  canvas.prepareTextContext(impl_->drawContext);
   PangoLayout* layout = pango_layout_new(impl_->drawContext);
   impl_->configure(layout, spec);
   // Right-to-left paragraphs sit at the right of the wrap width; the frame starts where the
   // text's own box does.
   PangoRectangle logical;
   pango_layout_get_extents(layout, nullptr, &logical);
-  cairo_move_to(cr, origin.x - static_cast<double>(logical.x) / PANGO_SCALE, origin.y);
-  pango_cairo_show_layout(cr, layout);
+  canvas.showText(layout, {origin.x - static_cast<double>(logical.x) / PANGO_SCALE, origin.y});
   g_object_unref(layout);
 }
 

@@ -7,9 +7,9 @@
 #include "platform/ui/font.h"
 #include "platform/ui/geometry.h"
 
-typedef struct _cairo cairo_t;
-
 namespace km {
+
+class Canvas;
 
 // How one text is broken into lines: the same spec always gives the same lines, whether
 // measured for layout or drawn by the renderer.
@@ -55,8 +55,9 @@ class TextEngine {
   // The size of `spec` laid out as given.
   Size measure(const TextSpec& spec);
 
-  // Draws `spec` with its top-leading corner at `origin` (user space) in the current source.
-  void draw(cairo_t* cr, const TextSpec& spec, Point origin);
+  // Draws `spec` with its top-leading corner at `origin` (the canvas's user space) in the
+  // canvas's current colour.
+  void draw(Canvas& canvas, const TextSpec& spec, Point origin);
 
   // Whether the font files were found (false means text draws in whatever fallback Pango has).
   bool fontsAvailable() const;
