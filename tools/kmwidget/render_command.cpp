@@ -1,15 +1,15 @@
 // `kmwidget render`: draws the widgets from the shared store (or a record file) as images, a
 // contact sheet and an HTML page, or dumps their display lists as JSON.
 
-#include <cairo.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <atomic>
 #include <cmath>
+#include <condition_variable>
+#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -22,6 +22,7 @@
 #include "host/provider.h"
 #include "host/widget_kind.h"
 #include "kmwidget/cli.h"
+#include "kmwidget/contact_sheet.h"
 #include "kmwidget/json_output.h"
 #include "kmwidget/record_checks.h"
 #include "kmwidget/widget_drawing.h"
@@ -32,9 +33,7 @@
 #include "platform/ui/asset_catalog.h"
 #include "platform/ui/display_list_json.h"
 #include "platform/ui/layout.h"
-#include "platform/ui/render/cairo_canvas.h"
 #include "platform/ui/renderer.h"
-#include "platform/ui/text_engine.h"
 #include "platform/widgetkit/family_size.h"
 #include "platform/widgetkit/widget_family.h"
 #include "platform/widgetkit/widget_rendering_mode.h"
@@ -58,9 +57,13 @@ struct RenderArgs {
 
 struct Rendered {
   WidgetJob job;
-  DisplayList list;
+  DisplayList list;  // for JSON; drawn widgets are laid out just before drawing and not kept
   RenderOptions options;
   std::string file;  // file name inside the output folder; empty when not written
+  // What the gallery page shows of a drawn widget.
+  Size size;
+  std::optional<std::string> widgetURL;
+  std::vector<std::string> links;
 };
 
 std::string htmlEscape(std::string_view text) {
@@ -97,21 +100,57 @@ std::vector<std::string> linkUrls(const DisplayList& list) {
   return urls;
 }
 
-// Runs every task on up to `threads` threads, each taking the next task nobody has taken, and
-// returns the first failure in task order (the other tasks still run: their files are good).
-Status runAll(const std::vector<std::function<Status()>>& tasks, unsigned threads) {
-  std::vector<Status> results(tasks.size(), Status{Ok{}});
-  std::atomic<size_t> next{0};
-  auto work = [&] {
-    for (size_t i = next++; i < tasks.size(); i = next++)
-      results[i] = tasks[i]();
+// Lays the widgets out on this thread (the layouter's texts are per thread) just ahead of the
+// drawing, and draws them on up to `threads` threads, this one included: at most a few display
+// lists exist at once, however many widgets there are. `draw` is told which thread runs it (0 to
+// threads - 1, for buffers of its own). Returns the first failure in widget order (the other
+// widgets are still drawn: their files are good).
+Status layOutAndDraw(const std::vector<std::size_t>& order,
+                     const std::function<DisplayList(std::size_t)>& layOut,
+                     const std::function<Status(std::size_t, const DisplayList&, unsigned)>& draw,
+                     unsigned threads) {
+  constexpr std::size_t kAhead = 2;  // display lists waiting to be drawn
+  std::vector<Status> results(order.size(), Status{Ok{}});
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<std::pair<std::size_t, DisplayList>> ready;  // (position in order, list)
+  std::size_t laidOut = 0;
+  // Draws the first waiting list; the lock is held on entry and on return.
+  auto drawOne = [&](std::unique_lock<std::mutex>& lock, unsigned worker) {
+    auto [position, list] = std::move(ready.front());
+    ready.pop_front();
+    changed.notify_all();
+    lock.unlock();
+    results[position] = draw(order[position], list, worker);
+    lock.lock();
   };
   {
     std::vector<std::jthread> helpers;
-    const unsigned cores = std::max(1u, std::thread::hardware_concurrency());
-    for (unsigned t = 1; t < std::min(threads, cores); ++t)
-      helpers.emplace_back(work);
-    work();
+    for (unsigned t = 1; t < threads; ++t) {
+      helpers.emplace_back([&, t] {
+        std::unique_lock lock(mutex);
+        while (true) {
+          changed.wait(lock, [&] { return !ready.empty() || laidOut == order.size(); });
+          if (ready.empty()) return;
+          drawOne(lock, t);
+        }
+      });
+    }
+    std::unique_lock lock(mutex);
+    while (laidOut < order.size() || !ready.empty()) {
+      if (laidOut < order.size() && ready.size() < kAhead) {
+        const std::size_t position = laidOut;
+        lock.unlock();
+        DisplayList list = layOut(order[position]);
+        lock.lock();
+        ready.emplace_back(position, std::move(list));
+        ++laidOut;
+        changed.notify_all();
+      } else {
+        drawOne(lock, 0);
+      }
+    }
+    changed.notify_all();
   }  // joins the helpers
   for (const Status& r : results) {
     if (!r) return r;
@@ -123,119 +162,17 @@ std::string cellName(const Rendered& r) {
   return r.job.kind + " · " + std::string(familyName(r.job.family));
 }
 
-// The contact sheet: home-screen widgets in one band, lock-screen ones in another, each with
-// its name under it. The widgets are drawn again straight into the sheet (from their display
-// lists, at the sheet's scale) rather than kept as images, so that memory stays at one sheet.
-Status writeContactSheet(const std::vector<Rendered>& items, const std::filesystem::path& file,
-                         double scale) {
-  const int gap = static_cast<int>(std::lround(12 * scale));
-  const int label = static_cast<int>(std::lround(16 * scale));
-  const int header = static_cast<int>(std::lround(24 * scale));
-  const int maxRowWidth = static_cast<int>(std::lround(760 * scale));
-  struct Placed {
-    std::size_t index;
-    int x, y;
-  };
-  // Names and headings go through the widgets' own text engine: Cairo's simple text would load
-  // the system's whole font configuration for two strings.
-  TextEngine& text = TextEngine::shared();
-  const Font nameFont = Font::system(10);
-  const Font headerFont = Font::system(15, FontWeight::bold);
-  std::vector<Placed> placed;
-  struct Header {
-    std::string text;
-    int y;
-  };
-  std::vector<Header> headers;
-  int y = gap;
-  int sheetWidth = 0;
-  for (int band = 0; band < 2; ++band) {
-    const bool lock = band == 1;
-    std::vector<std::size_t> members;
-    for (std::size_t i = 0; i < items.size(); ++i) {
-      if (isAccessory(items[i].job.family) == lock) members.push_back(i);
-    }
-    if (members.empty()) continue;
-    headers.push_back({lock ? "Lock screen" : "Home screen", y});
-    y += header;
-    int x = gap;
-    int rowHeight = 0;
-    for (std::size_t i : members) {
-      // A cell is as wide as its image or its name, whichever is wider.
-      const std::string name = cellName(items[i]);
-      const double nameWidth = text.measure({name, nameFont}).width * scale;
-      const int imageWidth = static_cast<int>(std::ceil(items[i].list.size.width * scale));
-      const int w = std::max(imageWidth, static_cast<int>(std::ceil(nameWidth)));
-      const int h = static_cast<int>(std::ceil(items[i].list.size.height * scale));
-      if (x > gap && x + w > maxRowWidth) {
-        y += rowHeight + label + gap;
-        x = gap;
-        rowHeight = 0;
-      }
-      placed.push_back({i, x, y});
-      x += w + gap;
-      rowHeight = std::max(rowHeight, h);
-      sheetWidth = std::max(sheetWidth, x);
-    }
-    y += rowHeight + label + gap;
-  }
-  const int sheetHeight = y;
-  RasterImage sheet(std::max(sheetWidth, 1), sheetHeight);
-  cairo_surface_t* surface = createSurfaceFor(sheet);
-  cairo_t* cr = cairo_create(surface);
-  cairo_set_source_rgb(cr, 0.80, 0.82, 0.86);  // a neutral wallpaper both appearances read on
-  cairo_paint(cr);
-  // A text's box with its top-left corner at (x, y) in pixels.
-  CairoCanvas canvas(cr);
-  auto drawText = [&](const std::string& s, Font font, double x, double y) {
-    cairo_save(cr);
-    cairo_set_source_rgb(cr, 0.1, 0.1, 0.12);
-    cairo_translate(cr, x, y);
-    cairo_scale(cr, scale, scale);
-    text.draw(canvas, {s, font}, {0, 0});
-    cairo_restore(cr);
-  };
-  for (const Header& h : headers) {
-    const double height = text.measure({h.text, headerFont}).height * scale;
-    drawText(h.text, headerFont, gap, h.y + (header - height) / 2);
-  }
-  for (const Placed& p : placed) {
-    const Rendered& r = items[p.index];
-    // Each widget in a group of its own, so that clearing its rounded corners leaves the
-    // sheet's wallpaper showing instead of punching holes in it.
-    cairo_save(cr);
-    cairo_translate(cr, p.x, p.y);
-    cairo_scale(cr, scale, scale);
-    cairo_rectangle(cr, 0, 0, r.list.size.width, r.list.size.height);
-    cairo_clip(cr);
-    cairo_push_group(cr);
-    drawDisplayList(cr, r.list, r.options);
-    cairo_pop_group_to_source(cr);
-    cairo_paint(cr);
-    cairo_restore(cr);
-    drawText(cellName(r), nameFont, p.x, p.y + std::ceil(r.list.size.height * scale) + 2 * scale);
-  }
-  cairo_destroy(cr);
-  cairo_surface_destroy(surface);
-  // The same fast encoder as the widget files (the sheet is large; Cairo's writer is slow).
-  auto bytes = encodePng(sheet);
-  if (!bytes) return Error{"cannot encode " + file.string() + ": " + bytes.error().message};
-  std::ofstream out(file, std::ios::binary);
-  out.write(reinterpret_cast<const char*>(bytes->data()),
-            static_cast<std::streamsize>(bytes->size()));
-  if (!out) return Error{"cannot write " + file.string()};
-  return Ok{};
-}
-
 Status writeGalleryPage(const std::vector<Rendered>& items, const std::filesystem::path& file,
                         const std::string& appearance) {
   std::ofstream out(file);
-  out << "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>KaloMate widgets</title>\n"
+  out << "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>KaloMate "
+         "widgets</title>\n"
       << "<style>body{font-family:Inter,system-ui,sans-serif;background:"
       << (appearance == "dark" ? "#111" : "#cdd1d8")
       << ";margin:24px;color:" << (appearance == "dark" ? "#eee" : "#111")
       << "}section{display:flex;flex-wrap:wrap;gap:24px;align-items:flex-start}"
-         "figure{margin:0}figcaption{font-size:12px;margin-top:6px;max-width:360px}"
+         "figure{margin:0}figcaption{font-size:12px;margin-top:6px;max-width:"
+         "360px}"
          "code{font-size:11px}</style></head><body>\n"
       << "<p><a href=\"gallery.png\">Contact sheet</a></p>\n";
   for (int band = 0; band < 2; ++band) {
@@ -247,14 +184,14 @@ Status writeGalleryPage(const std::vector<Rendered>& items, const std::filesyste
     out << "<h2>" << (lock ? "Lock screen" : "Home screen") << "</h2>\n<section>\n";
     for (const Rendered& r : items) {
       if (isAccessory(r.job.family) != lock) continue;
-      const Size size = r.list.size;
+      const Size size = r.size;
       out << "<figure><img src=\"" << htmlEscape(r.file) << "\" width=\"" << size.width
           << "\" height=\"" << size.height << "\" alt=\"" << htmlEscape(r.job.kind) << "\">"
           << "<figcaption><b>" << htmlEscape(r.job.kind) << "</b> · " << familyName(r.job.family);
-      if (r.list.widgetURL) {
-        out << "<br>tap: <code>" << htmlEscape(*r.list.widgetURL) << "</code>";
+      if (r.widgetURL) {
+        out << "<br>tap: <code>" << htmlEscape(*r.widgetURL) << "</code>";
       }
-      for (const std::string& url : linkUrls(r.list)) {
+      for (const std::string& url : r.links) {
         out << "<br>link: <code>" << htmlEscape(url) << "</code>";
       }
       out << "</figcaption></figure>\n";
@@ -350,9 +287,11 @@ int runRender(const RenderArgs& args, const Io& io) {
   std::vector<Rendered> rendered;
   rendered.reserve(jobs.size());
   for (const WidgetJob& job : jobs)
-    rendered.push_back({job, (*layouter)->layout(entry, job), {}});
+    rendered.push_back({job, {}, {}, {}, {}, {}, {}});
 
   if (args.format == "json") {
+    for (Rendered& r : rendered)
+      r.list = (*layouter)->layout(entry, r.job);
     auto dump = [&](const Rendered& r) {
       return displayListToJson(r.list, r.job.kind, familyName(r.job.family), scheme, assets);
     };
@@ -380,32 +319,63 @@ int runRender(const RenderArgs& args, const Io& io) {
   for (Rendered& r : rendered) {
     r.options = widgetRenderOptions(r.job.family, *device, scheme, mode, args.scale, *assets);
     r.file = r.job.kind + "." + std::string(familyName(r.job.family)) + "." + args.format;
+    r.size = familySize(r.job.family, *device);
   }
 
-  // Every file is independent of the others: they are drawn on two threads. The contact sheet,
-  // the longest, goes first so that the widgets share out evenly behind it.
-  std::vector<std::function<Status()>> tasks;
+  // Every file is independent of the others: they are drawn on two threads. Each thread draws into
+  // one image of its own, reused from widget to widget. The contact sheet is composed from those
+  // same images, shrunk, and written as its rows fill, so the widgets are drawn in the sheet's
+  // order.
+  const unsigned threads = std::min(2u, std::max(1u, std::thread::hardware_concurrency()));
+  std::vector<RasterImage> images(threads);
+  std::optional<ContactSheet> sheet;
+  std::vector<std::size_t> order(rendered.size());
+  for (std::size_t i = 0; i < order.size(); ++i)
+    order[i] = i;
   if (args.format == "png") {
-    // An overview at one pixel per point at most: the widget files carry the detail, and the
-    // sheet at the widgets' scale would double the time and memory of the whole run.
-    tasks.emplace_back([&rendered, &dir, &args] {
-      return writeContactSheet(rendered, dir / "gallery.png", std::min(args.scale, 1.0));
-    });
+    // An overview at one pixel per point at most: the widget files carry the detail. The images
+    // shrink by a whole factor, so each sheet pixel is the mean of a block of image pixels.
+    const int shrink = std::max(1, static_cast<int>(std::ceil(args.scale - 1e-9)));
+    std::vector<SheetCell> cells;
+    for (const Rendered& r : rendered) {
+      const PixelSize pixels = imagePixelSize(r.size, r.options.scale);
+      cells.push_back({cellName(r), isAccessory(r.job.family), pixels.width, pixels.height});
+    }
+    sheet.emplace(cells, shrink, args.scale / shrink);
+    if (const Status opened = sheet->open(dir / "gallery.png"); !opened) {
+      return fail(io, opened.error().message);
+    }
+    order = sheet->drawingOrder();
   }
-  for (const Rendered& r : rendered) {
-    tasks.emplace_back([&r, &dir, &args]() -> Status {
-      const std::filesystem::path file = dir / r.file;
-      if (args.format != "png") return writeImageFile(r.list, r.options, file);
-      auto bytes = encodePng(renderImage(r.list, r.options));
-      if (!bytes) return Error{"cannot encode " + r.file + ": " + bytes.error().message};
-      std::ofstream out(file, std::ios::binary);
-      out.write(reinterpret_cast<const char*>(bytes->data()),
-                static_cast<std::streamsize>(bytes->size()));
-      if (!out) return Error{"cannot write " + file.string()};
-      return Ok{};
-    });
+  auto layOut = [&](std::size_t i) {
+    Rendered& r = rendered[i];
+    DisplayList list = (*layouter)->layout(entry, r.job);
+    r.size = list.size;
+    r.widgetURL = list.widgetURL;
+    r.links = linkUrls(list);
+    return list;
+  };
+  auto draw = [&](std::size_t i, const DisplayList& list, unsigned worker) -> Status {
+    const Rendered& r = rendered[i];
+    const std::filesystem::path file = dir / r.file;
+    if (args.format != "png") return writeImageFile(list, r.options, file);
+    RasterImage& image = images[worker];
+    renderImage(list, r.options, image);
+    sheet->add(i, image);
+    auto bytes = encodePng(image);
+    if (!bytes) return Error{"cannot encode " + r.file + ": " + bytes.error().message};
+    std::ofstream out(file, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(bytes->data()),
+              static_cast<std::streamsize>(bytes->size()));
+    if (!out) return Error{"cannot write " + file.string()};
+    return Ok{};
+  };
+  const Status done = layOutAndDraw(order, layOut, draw, threads);
+  images.clear();
+  if (sheet) {
+    if (const Status written = sheet->finish(); !written) return fail(io, written.error().message);
   }
-  if (const Status done = runAll(tasks, 2); !done) return fail(io, done.error().message);
+  if (!done) return fail(io, done.error().message);
   const Status page = writeGalleryPage(rendered, dir / "gallery.html", args.appearance);
   if (!page) return fail(io, page.error().message);
   io.err << "kmwidget: wrote " << rendered.size() << " widgets to " << args.outDir << "/ ("
@@ -417,10 +387,12 @@ int runRender(const RenderArgs& args, const Io& io) {
 
 void addRenderCommand(CLI::App& app, Action& action) {
   auto args = std::make_shared<RenderArgs>();
-  CLI::App* cmd = app.add_subcommand(
-      "render",
-      "Draws the widgets from the shared store: every widget of the bundle in every family it "
-      "offers, as <kind>.<family>.png in ./widgets/ with gallery.png and gallery.html");
+  CLI::App* cmd =
+      app.add_subcommand("render",
+                         "Draws the widgets from the shared store: every widget of the "
+                         "bundle in every family it "
+                         "offers, as <kind>.<family>.png in ./widgets/ with gallery.png "
+                         "and gallery.html");
   cmd->add_option("--kind", args->kinds, "A widget kind (repeatable; default: the bundle's)");
   cmd->add_option("--family", args->families,
                   "A family (repeatable; default: those the kind offers)");

@@ -10,6 +10,7 @@
 #include <bit>
 #include <cstring>
 #include <iterator>
+#include <ostream>
 #include <system_error>
 #include <thread>
 
@@ -224,6 +225,94 @@ Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compression
   appendChunk(png, "IDAT", stream.data(), stream.size());
   appendChunk(png, "IEND", nullptr, 0);
   return png;
+}
+
+struct PngRowWriter::Impl {
+  std::ostream& out;
+  int width, height;
+  int written = 0;
+  bool ok = true;
+  z_stream z{};
+  std::vector<uint8_t> line, compressed, chunk;
+
+  Impl(std::ostream& o, int w, int h) : out(o), width(w), height(h) {}
+
+  // Writes what deflate has produced as one IDAT chunk (a PNG may split its data over many).
+  void flushChunk() {
+    const size_t used = compressed.size() - z.avail_out;
+    if (used > 0) {
+      chunk.clear();
+      appendChunk(chunk, "IDAT", compressed.data(), used);
+      out.write(reinterpret_cast<const char*>(chunk.data()),
+                static_cast<std::streamsize>(chunk.size()));
+    }
+    z.next_out = compressed.data();
+    z.avail_out = static_cast<uInt>(compressed.size());
+  }
+
+  void deflateAll(int flush) {
+    while (ok) {
+      const int status = deflate(&z, flush);
+      if (status == Z_STREAM_ERROR) {
+        ok = false;
+        return;
+      }
+      const bool done = flush == Z_FINISH ? status == Z_STREAM_END : z.avail_in == 0;
+      if (z.avail_out == 0 || (done && flush == Z_FINISH)) flushChunk();
+      if (done && z.avail_out > 0) return;
+    }
+  }
+};
+
+PngRowWriter::PngRowWriter(std::ostream& out, int width, int height, int compressionLevel)
+    : impl_(std::make_unique<Impl>(out, width, height)) {
+  Impl& m = *impl_;
+  if (width <= 0 || height <= 0 || width > (1 << 24) / 4 || height > (1 << 24) ||
+      deflateInit(&m.z, std::clamp(compressionLevel, 0, 9)) != Z_OK) {
+    m.ok = false;
+    return;
+  }
+  m.line.resize(static_cast<size_t>(width) * 4 + 1);
+  m.compressed.resize(64 * 1024);
+  m.z.next_out = m.compressed.data();
+  m.z.avail_out = static_cast<uInt>(m.compressed.size());
+  std::vector<uint8_t> head(std::begin(kSignature), std::end(kSignature));
+  const auto header = imageHeader(width, height);
+  appendChunk(head, "IHDR", header.data(), header.size());
+  out.write(reinterpret_cast<const char*>(head.data()), static_cast<std::streamsize>(head.size()));
+}
+
+PngRowWriter::~PngRowWriter() {
+  deflateEnd(&impl_->z);
+}
+
+Status PngRowWriter::writeRows(const RasterImage& band, int first, int count) {
+  Impl& m = *impl_;
+  if (band.width() != m.width || first < 0 || count < 0 || first + count > band.height() ||
+      m.written + count > m.height) {
+    return Error{"PNG rows do not fit the image"};
+  }
+  for (int y = first; y < first + count && m.ok; ++y) {
+    scanline(band.data(), band.stride(), m.width, y, m.line.data());
+    m.z.next_in = m.line.data();
+    m.z.avail_in = static_cast<uInt>(m.line.size());
+    m.deflateAll(Z_NO_FLUSH);
+  }
+  m.written += count;
+  if (!m.ok) return Error{"PNG encoding failed: deflate reported an error"};
+  return Ok{};
+}
+
+Status PngRowWriter::finish() {
+  Impl& m = *impl_;
+  if (m.written != m.height) return Error{"PNG image ended before its last row"};
+  m.deflateAll(Z_FINISH);
+  std::vector<uint8_t> end;
+  appendChunk(end, "IEND", nullptr, 0);
+  m.out.write(reinterpret_cast<const char*>(end.data()), static_cast<std::streamsize>(end.size()));
+  if (!m.ok) return Error{"PNG encoding failed: deflate reported an error"};
+  if (!m.out) return Error{"cannot write the PNG file"};
+  return Ok{};
 }
 
 }  // namespace km

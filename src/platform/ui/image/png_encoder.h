@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
+#include <memory>
 #include <vector>
 
 #include "base/result.h"
@@ -12,5 +14,27 @@ namespace km {
 // PNG bytes of an image (8-bit RGBA, straight alpha, rows unfiltered). Level 1 compresses fast
 // and still well for flat widget art.
 Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compressionLevel = 1);
+
+// A PNG written to a stream a band of rows at a time, so that a tall image (a contact sheet of many
+// widgets) never has to be in memory whole. The same pixel format as encodePng, in one deflate
+// stream on the calling thread.
+class PngRowWriter {
+ public:
+  // Writes the file's signature and header at once.
+  PngRowWriter(std::ostream& out, int width, int height, int compressionLevel = 1);
+  ~PngRowWriter();
+  PngRowWriter(const PngRowWriter&) = delete;
+  PngRowWriter& operator=(const PngRowWriter&) = delete;
+
+  // Appends rows [first, first + count) of `band`, which must be as wide as the image; the image's
+  // rows arrive in order, band after band.
+  Status writeRows(const RasterImage& band, int first, int count);
+  // Ends the file; an error when rows are missing or deflate or the stream failed.
+  Status finish();
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
 
 }  // namespace km

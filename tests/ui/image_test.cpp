@@ -1,0 +1,148 @@
+// Composing shrunk images and writing PNG files band by band (what the contact sheet rests on).
+#include <gtest/gtest.h>
+#include <spng.h>
+
+#include <cstdint>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/ui/image/image_scaling.h"
+#include "platform/ui/image/png_encoder.h"
+#include "platform/ui/image/raster_image.h"
+
+namespace km {
+namespace {
+
+uint32_t argb(uint32_t a, uint32_t r, uint32_t g, uint32_t b) {
+  return a << 24 | r << 16 | g << 8 | b;
+}
+
+RasterImage filled(int w, int h, uint32_t px) {
+  RasterImage image(w, h);
+  for (int y = 0; y < h; ++y)
+    for (int x = 0; x < w; ++x)
+      image.row(y)[x] = px;
+  return image;
+}
+
+TEST(ImageScalingTest, ShrinksByBlockMeansAndCompositesOver) {
+  const uint32_t red = argb(255, 255, 0, 0), clear = 0, grey = argb(255, 100, 100, 100);
+  struct Case {
+    const char* what;
+    std::vector<uint32_t> source;  // 4 × 2
+    int factor;
+    uint32_t under;              // the target's colour
+    int x, y;                    // where the source goes
+    std::vector<uint32_t> want;  // the 3 × 2 target afterwards
+  } cases[] = {
+      {"factor 1 copies opaque pixels",
+       {red, red, red, red, red, red, red, red},
+       1,
+       grey,
+       1,
+       1,
+       {grey, grey, grey, grey, red, red}},
+      {"a half-covered block is half the colour over the target",
+       {red, clear, red, red, red, clear, red, red},
+       2,
+       grey,
+       0,
+       0,
+       {argb(255, 178, 50, 50), red, grey, grey, grey, grey}},
+      {"a partial block counts the missing pixels as transparent",
+       {red, red, red, red, red, red, red, red},
+       3,
+       clear,
+       1,
+       0,
+       {clear, argb(170, 170, 0, 0), argb(57, 57, 0, 0), clear, clear, clear}},
+      {"pixels off the target are dropped",
+       {red, red, red, red, red, red, red, red},
+       1,
+       grey,
+       -3,
+       -1,
+       {red, grey, grey, grey, grey, grey}},
+  };
+  for (const Case& c : cases) {
+    RasterImage source(4, 2);
+    for (int i = 0; i < 8; ++i)
+      source.row(i / 4)[i % 4] = c.source[static_cast<size_t>(i)];
+    RasterImage target = filled(3, 2, c.under);
+    composeShrunk(source, c.factor, target, c.x, c.y);
+    for (int i = 0; i < 6; ++i) {
+      EXPECT_EQ(target.row(i / 3)[i % 3], c.want[static_cast<size_t>(i)])
+          << c.what << ", pixel " << i;
+    }
+  }
+  EXPECT_EQ(shrunkLength(474, 3), 158);
+  EXPECT_EQ(shrunkLength(475, 3), 159);
+}
+
+// Decodes PNG bytes to straight RGBA.
+std::vector<uint8_t> decode(const std::string& png, uint32_t* width, uint32_t* height) {
+  spng_ctx* ctx = spng_ctx_new(0);
+  spng_set_png_buffer(ctx, png.data(), png.size());
+  spng_ihdr ihdr{};
+  std::vector<uint8_t> rgba;
+  size_t size = 0;
+  if (spng_get_ihdr(ctx, &ihdr) == 0 && spng_decoded_image_size(ctx, SPNG_FMT_RGBA8, &size) == 0) {
+    rgba.resize(size);
+    // The decoder checks every chunk's CRC and the stream's Adler-32.
+    if (spng_decode_image(ctx, rgba.data(), size, SPNG_FMT_RGBA8, 0) != 0) rgba.clear();
+  }
+  spng_ctx_free(ctx);
+  *width = ihdr.width;
+  *height = ihdr.height;
+  return rgba;
+}
+
+TEST(PngRowWriterTest, BandsMakeTheSameImageAsTheWholeEncoder) {
+  // Noisy rows, so deflate fills several output buffers (several IDAT chunks).
+  RasterImage whole(300, 120);
+  uint32_t seed = 7;
+  for (int y = 0; y < whole.height(); ++y) {
+    for (int x = 0; x < whole.width(); ++x) {
+      seed = seed * 1664525u + 1013904223u;
+      const uint32_t a = (seed >> 24) | 1;
+      whole.row(y)[x] = argb(a, (seed >> 16 & 255) * a / 255, (seed >> 8 & 255) * a / 255, 0);
+    }
+  }
+  std::ostringstream out;
+  PngRowWriter writer(out, whole.width(), whole.height());
+  // Bands of uneven heights, as the rows of a contact sheet are.
+  RasterImage band;
+  for (int y0 = 0, h = 7; y0 < whole.height(); y0 += h, h += 13) {
+    const int rows = std::min(h, whole.height() - y0);
+    band.reset(whole.width(), rows + 2);
+    for (int y = 0; y < rows; ++y)
+      std::copy(whole.row(y0 + y), whole.row(y0 + y) + whole.width(), band.row(y + 1));
+    ASSERT_TRUE(writer.writeRows(band, 1, rows).ok());
+  }
+  ASSERT_TRUE(writer.finish().ok());
+  uint32_t w = 0, h = 0;
+  const std::vector<uint8_t> streamed = decode(out.str(), &w, &h);
+  auto encoded = encodePng(whole);
+  ASSERT_TRUE(encoded.ok());
+  uint32_t w2 = 0, h2 = 0;
+  const std::vector<uint8_t> reference =
+      decode(std::string(encoded->begin(), encoded->end()), &w2, &h2);
+  EXPECT_EQ(w, 300u);
+  EXPECT_EQ(h, 120u);
+  ASSERT_FALSE(streamed.empty());
+  EXPECT_TRUE(streamed == reference);
+}
+
+TEST(PngRowWriterTest, RefusesRowsThatDoNotFit) {
+  std::ostringstream out;
+  PngRowWriter writer(out, 4, 3);
+  const RasterImage narrow(3, 3), right(4, 3);
+  EXPECT_FALSE(writer.writeRows(narrow, 0, 1).ok());
+  EXPECT_FALSE(writer.writeRows(right, 2, 2).ok());  // past the band's end
+  ASSERT_TRUE(writer.writeRows(right, 0, 2).ok());
+  EXPECT_FALSE(writer.finish().ok());  // a row short
+}
+
+}  // namespace
+}  // namespace km
