@@ -2,10 +2,32 @@
 #include "platform/ui/image/image_scaling.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
 namespace km {
+
+namespace {
+
+// Adds one source row of the blocks [from, to) to their sums (alpha and green, red and blue
+// packed two to a word); returns `to`.
+template <int kFactor>
+int addBlocks(const uint32_t* in, int from, int to, uint32_t* sums) {
+  for (int ox = from; ox < to; ++ox) {
+    const uint32_t* px = in + static_cast<ptrdiff_t>(ox) * kFactor;
+    uint32_t ag = 0, rb = 0;
+    for (int k = 0; k < kFactor; ++k) {
+      ag += (px[k] >> 8) & 0x00FF00FFu;
+      rb += px[k] & 0x00FF00FFu;
+    }
+    sums[static_cast<size_t>(ox) * 2] += ag;
+    sums[static_cast<size_t>(ox) * 2 + 1] += rb;
+  }
+  return std::max(from, to);
+}
+
+}  // namespace
 
 int shrunkLength(int length, int factor) {
   return factor <= 1 ? length : (length + factor - 1) / factor;
@@ -27,7 +49,23 @@ void composeShrunk(const RasterImage& source, int factor, RasterImage& target, i
     // A block row by row, reading the source in order.
     for (int sy = oy * factor; sy < sy1; ++sy) {
       const uint32_t* in = source.row(sy);
-      for (int ox = x0; ox < x1; ++ox) {
+      // Blocks wholly inside the source take the common factors' unrolled path.
+      const int whole = std::min(x1, source.width() / factor);
+      int ox = x0;
+      switch (factor) {
+        case 2:
+          ox = addBlocks<2>(in, x0, whole, sums.data());
+          break;
+        case 3:
+          ox = addBlocks<3>(in, x0, whole, sums.data());
+          break;
+        case 4:
+          ox = addBlocks<4>(in, x0, whole, sums.data());
+          break;
+        default:
+          break;
+      }
+      for (; ox < x1; ++ox) {
         const int sx1 = std::min(source.width(), (ox + 1) * factor);
         uint32_t ag = 0, rb = 0;
         for (int sx = ox * factor; sx < sx1; ++sx) {
