@@ -189,8 +189,9 @@ class Layouter {
     const Size s = computeSize(v, p, env);
     memo_.emplace(key, s);
     // The memo is keyed by node address. Views made during layout (a geometry reader's content,
-    // a progress view's body) die when their builder returns, and a new node could then reuse
-    // the address and hit a stale size; holding every memoised node for the pass prevents that.
+    // such as a progress view's body) die when their builder returns, and a new node could then
+    // reuse the address and hit a stale size; holding every memoised node for the pass prevents
+    // that.
     pinned_.push_back(v.node());
     return s;
   }
@@ -210,7 +211,6 @@ class Layouter {
   Size imageSize(const ImageNode& n, ProposedSize p) const;
   ProposedSize frameChildProposal(const FrameNode& f, ProposedSize p) const;
   Size frameSize(const FrameNode& f, ProposedSize p, Size child) const;
-  View progressBody(const ProgressNode& n, Size size, const Env& env) const;
   TextFit fitText(const TextNode& t, ProposedSize p, const Env& env) const {
     return TextEngine::shared().fit(t.text, env.font, env.lineLimit, env.minimumScaleFactor, p,
                                     env.truncation);
@@ -329,7 +329,7 @@ ViewSpacing Layouter::spacing(const View& v, const Env& env) {
         } else if constexpr (requires { n.child; }) {
           return spacing(n.child, env);  // effects, clips, fixed size, priority, widget settings
         } else {
-          return ViewSpacing();  // shapes, images, spacers, readers, progress views
+          return ViewSpacing();  // shapes, images, spacers, readers
         }
       },
       v.node()->content);
@@ -524,32 +524,6 @@ Size Layouter::frameSize(const FrameNode& f, ProposedSize p, Size child) const {
           axis(p.height, b.minHeight, b.idealHeight, b.maxHeight, child.height)};
 }
 
-View Layouter::progressBody(const ProgressNode& n, Size sz, const Env& env) const {
-  double fraction = n.total != 0 ? n.value / n.total : 0;
-  if (std::isnan(fraction)) fraction = 0;
-  fraction = std::clamp(fraction, 0.0, 1.0);
-  const double diameter = std::min(sz.width, sz.height);
-  const double line = std::max(1.0, diameter * 0.09);
-  StrokeStyle track;
-  track.lineWidth = line;
-  StrokeStyle arc = track;
-  arc.lineCap = LineCap::round;
-  const Color fg = env.foreground;
-  return ZStack({
-      Circle().stroke(fg.opacity(0.3), track).padding(line / 2),
-      Circle()
-          .trim(0, fraction)
-          .stroke(fg, arc)
-          .rotationEffect(Angle::degrees(-90))
-          .padding(line / 2),
-      n.currentValueLabel.font(Font::system(std::max(6.0, diameter * 0.17), FontWeight::medium))
-          .lineLimit(2)
-          .minimumScaleFactor(0.5)
-          .multilineTextAlignment(TextAlignment::center)
-          .padding(line * 1.5),
-  });
-}
-
 Size Layouter::computeSize(const View& v, ProposedSize p, const Env& env) {
   return std::visit(
       [&](const auto& n) -> Size {
@@ -558,9 +532,7 @@ Size Layouter::computeSize(const View& v, ProposedSize p, const Env& env) {
           return {};
         } else if constexpr (std::is_same_v<T, TextNode>) {
           return fitText(n, p, env).size;
-        } else if constexpr (std::is_same_v<T, ShapeNode> ||
-                             std::is_same_v<T, AccessoryBackgroundNode> ||
-                             std::is_same_v<T, GeometryNode> || std::is_same_v<T, ProgressNode>) {
+        } else if constexpr (std::is_same_v<T, ShapeNode> || std::is_same_v<T, GeometryNode>) {
           return {p.width.value_or(kShapeIdealSize), p.height.value_or(kShapeIdealSize)};
         } else if constexpr (std::is_same_v<T, ImageNode>) {
           return imageSize(n, p);
@@ -620,22 +592,14 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
           DisplayShape shape;
           shape.kind = n.shape.kind;
           shape.path = n.shape.pathIn(frame);
-          const Paint paint = n.paint ? *n.paint : Paint{env.foreground};
+          const Paint paint = n.paint ? *n.paint
+                              : n.foregroundOpacity == 1
+                                  ? Paint{env.foreground}
+                                  : Paint{env.foreground.opacity(n.foregroundOpacity)};
           (n.stroked ? shape.stroke : shape.fill) = rightToLeft(env) ? mirrored(paint) : paint;
           shape.strokeStyle = n.style;
           shape.trimFrom = n.shape.trimFrom;
           shape.trimTo = n.shape.trimTo;
-          emit(frame, env, ctx, std::move(shape));
-        } else if constexpr (std::is_same_v<T, AccessoryBackgroundNode>) {
-          DisplayShape shape;
-          shape.kind = "accessoryWidgetBackground";
-          if (std::abs(frame.width - frame.height) < 0.5) {
-            shape.path.addCircle(frame.center(), std::min(frame.width, frame.height) / 2);
-          } else {
-            shape.path.addRoundedRect(frame, std::min(frame.width, frame.height) * 0.22,
-                                      RoundedCornerStyle::continuous);
-          }
-          shape.fill = Paint{Color::sRGB(1, 1, 1, 0.2)};
           emit(frame, env, ctx, std::move(shape));
         } else if constexpr (std::is_same_v<T, ImageNode>) {
           bool isTemplate = false;
@@ -685,12 +649,6 @@ void Layouter::place(const View& v, const Rect& frame, ProposedSize p, const Env
         } else if constexpr (std::is_same_v<T, LinkNode>) {
           place(n.label, frame, p, env, ctx);
           emit(frame, env, ctx, DisplayLink{n.url});
-        } else if constexpr (std::is_same_v<T, ProgressNode>) {
-          const View body = progressBody(n, frame.size(), env);
-          const ProposedSize offer{frame.width, frame.height};
-          const Env inner = childEnv(env, std::nullopt);
-          place(body, aligned(frame, size(body, offer, inner), Alignment{}, env), offer, inner,
-                ctx);
         } else if constexpr (std::is_same_v<T, PaddingNode>) {
           const EdgeInsets& in = n.insets;
           const ProposedSize inner{shrink(p.width, in.leading + in.trailing),
