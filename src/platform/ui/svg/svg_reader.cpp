@@ -21,8 +21,6 @@ using svg::PaintValue;
 using svg::trim;
 using svg::unsupported;
 
-// ---- Elements --------------------------------------------------------------------------------
-
 // The inherited painting properties in effect for an element.
 struct Style {
   PaintValue fill{PaintValue::Kind::color, {0, 0, 0, 1}};
