@@ -4,7 +4,7 @@
 // account of what it did to them: a case states its setup, its steps and every expected effect
 // as data, compared whole.
 //
-// Setup keys (all optional): "env" ("dev"|"prod"), "noop", "strict", "form" ("direct", "make",
+// Setup keys (all optional): "endpoint" of the inspector service, "env" ("dev"|"prod"), "noop", "strict", "form" ("direct", "make",
 // "lookup", "lookupDebugger"), "inspector" (the inspector passed in), "registered" (what an
 // "AvoInspector" class lookup makes, or "notObject"), "debugger"; the three objects are given as
 // the selectors they answer, {"isEnabled": true}. "logger": true or false (a recording logger
@@ -69,7 +69,8 @@ inline OrderedJson callsOf(const std::shared_ptr<FakeObject>& object) {
 class Scenario {
  public:
   explicit Scenario(const OrderedJson& setup)
-      : destination_(std::make_shared<RecordingDestination>()),
+      : service_(InspectorServiceOptions{.endpoint = setup.value("endpoint", kNowhere)}),
+        destination_(std::make_shared<RecordingDestination>()),
         inspector_(fakeAnswering(setup.value("inspector", OrderedJson()))),
         debugger_(fakeAnswering(setup.value("debugger", OrderedJson()))) {
     const OrderedJson registered = setup.value("registered", OrderedJson());
@@ -163,8 +164,10 @@ class Scenario {
   }
 
  private:
-  // Reports go to a loopback port where nothing listens: every one is counted, none arrives.
-  InspectorServiceClient service_{InspectorServiceOptions{.endpoint = "http://127.0.0.1:9/i"}};
+  // By default reports go to a loopback port where nothing listens: every one is counted, none
+  // arrives.
+  static constexpr const char* kNowhere = "http://127.0.0.1:9/i";
+  InspectorServiceClient service_;
   ScopedInspectorServiceOverride override_{service_};
   std::optional<ScopedClassRegistration> registration_;
   std::optional<ScopedAvoValidationHook> hook_;

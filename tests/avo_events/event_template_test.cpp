@@ -29,26 +29,5 @@ TEST(EventTemplateTest, EveryScenarioHasItsWholeTranscript) {
   testing::runScenarios("avo_events/scenarios.json");
 }
 
-// The invocation report carries the event's plan id and hash.
-TEST(EventTemplateTest, InvocationReportNamesTheEvent) {
-  testing::LoopbackHttpServer server(testing::ServerBehavior::ok);
-  InspectorServiceClient service(InspectorServiceOptions{.endpoint = server.url()});
-  ScopedInspectorServiceOverride serviceOverride(service);
-  auto destination = std::make_shared<RecordingDestination>();
-  Avo avo(AvoEnv::dev, destination, nullptr, nullptr, false, false);
-  avo.avoLogger = std::make_shared<RecordingLogger>(true);
-  avo.widgetAdd({avo::Widget::smallEnergy});
-  ASSERT_TRUE(server.waitForRequests(2, std::chrono::seconds(10)));
-  // The start report and this one travel on separate connections and may arrive in any order.
-  auto requests = server.requests();
-  ASSERT_EQ(requests.size(), 2u);
-  if (nlohmann::json::parse(requests[1].body).contains("ty")) std::swap(requests[0], requests[1]);
-  const auto report = nlohmann::json::parse(requests[1].body);
-  EXPECT_EQ(report.at("ev"), "1Z3E51Um7N");
-  EXPECT_EQ(report.at("ha"), kWidgetAddHash);
-  EXPECT_EQ(report.at("va"), true);
-  EXPECT_EQ(report.at("me"), nlohmann::json::array());
-}
-
 }  // namespace
 }  // namespace km
