@@ -13,6 +13,7 @@
 #include "analytics/avo_event_table.h"
 #include "analytics/loopback_http_server.h"
 #include "analytics/system_log.h"
+#include "base/case_table.h"
 #include "avo_cli.h"
 
 namespace km {
@@ -140,36 +141,19 @@ TEST(EventTableTest, EveryEventRunsEndToEndThroughThePlayground) {
 
 // Bad input is refused with the event's parameters, and nothing is sent for it.
 TEST(EventTableTest, PlaygroundRefusesBadArguments) {
-  struct Case {
-    std::vector<const char*> args;
-    int status;
-    std::string error;
-  };
-  const Case cases[] = {
-      {{"no_such_event"}, 2, "unknown event \"no_such_event\""},
-      {{"widget_add", R"({"widget":"small_energy"})"}, 2, "argument \"widget\" must be an array"},
-      {{"widget_add", R"({"widget":["tiny"]})"}, 2, "\"tiny\" is not one of lockscreen_"},
-      {{"widget_add", R"({})"}, 2, "widget_add takes {widget: [Widget]}"},
-      {{"language_set", R"({"userId":"u1","app_language_code":"pt-pt"})"},
-       2,
-       "\"pt-pt\" is not one of EN, AR"},
-      {{"reminder_add", R"({"reminder_type":"snacks_other"})"}, 2, "is not one of snacks/other"},
-      {{"page_view_diary", R"({"extra":1})"}, 2, "unknown argument \"extra\""},
-      {{"food_log", R"({"meal_type":3})"}, 2, "argument \"meal_type\" must be a string"},
-      {{"badge_earn", R"([1])"}, 2, "arguments must be a JSON object"},
-      {{"widget_add", "{"}, 2, "not valid JSON"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.error);
+  const km::testing::Json cases = km::testing::loadCases("avo_events/cases.json");
+  km::testing::checkRows(cases, "refused", [](const km::testing::Json& in) {
+    std::vector<std::string> args = in;
     std::vector<const char*> argv = {"avo-cli", "--env", "prod"};
-    argv.insert(argv.end(), c.args.begin(), c.args.end());
-    std::istringstream in;
+    for (const std::string& arg : args)
+      argv.push_back(arg.c_str());
+    std::istringstream input;
     std::ostringstream out, err;
     ScopedSystemLogCapture log;
-    EXPECT_EQ(runAvoCli(static_cast<int>(argv.size()), argv.data(), in, out, err), c.status);
-    EXPECT_NE(err.str().find(c.error), std::string::npos) << err.str();
+    const int status = runAvoCli(static_cast<int>(argv.size()), argv.data(), input, out, err);
     EXPECT_EQ(out.str().find("logEvent"), std::string::npos) << out.str();
-  }
+    return km::testing::Json{status, err.str()};
+  });
 }
 
 TEST(EventTableTest, PlaygroundStrictModeReportsTheException) {
