@@ -16,7 +16,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <iostream>
-#include <fstream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -27,15 +26,11 @@
 #include "analytics/fakes.h"
 #include "analytics/inspector_service_client.h"
 #include "analytics/system_log.h"
+#include "base/case_table.h"
 
 namespace km::testing {
 
 using OrderedJson = nlohmann::ordered_json;
-
-inline OrderedJson loadScenarios(const std::string& path) {
-  std::ifstream file(std::string(KM_SOURCE_DIR) + "/tests/" + path);
-  return OrderedJson::parse(file, nullptr, true, /*ignore_comments=*/true);
-}
 
 inline std::shared_ptr<FakeObject> fakeAnswering(const OrderedJson& answers) {
   if (!answers.is_object()) return nullptr;
@@ -181,7 +176,7 @@ class Scenario {
 // Runs every case of the file: {"name", "setup", "steps", "want"}. With KM_PRINT_TRANSCRIPTS in
 // the environment it prints each transcript instead, for reviewing a deliberate change.
 inline void runScenarios(const std::string& path) {
-  for (const OrderedJson& c : loadScenarios(path)) {
+  for (const OrderedJson& c : loadCases<OrderedJson>(path)) {
     SCOPED_TRACE(c["name"].get<std::string>());
     std::vector<std::string> lines;
     OrderedJson got;

@@ -10,17 +10,19 @@
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <type_traits>
 
 namespace km::testing {
 
 using Json = nlohmann::json;
 
-// tests/<path> of the source tree.
-inline Json loadCases(const std::string& path) {
+// tests/<path> of the source tree; as nlohmann::ordered_json where the order of keys matters.
+template <typename J = Json>
+J loadCases(const std::string& path) {
   std::ifstream file(std::string(KM_SOURCE_DIR) + "/tests/" + path);
   EXPECT_TRUE(file.is_open()) << path;
-  if (!file.is_open()) return Json::object();
-  return Json::parse(file, nullptr, true, /*ignore_comments=*/true);
+  if (!file.is_open()) return J::object();
+  return J::parse(file, nullptr, true, /*ignore_comments=*/true);
 }
 
 // A text of a row: a JSON string as it stands, or {"latin1": "..."} where every code point
@@ -41,12 +43,13 @@ inline std::string text(const Json& value) {
 }
 
 // Every row of `table` in `cases`: `check(input)` must give the expected value.
-inline void checkRows(const Json& cases, const std::string& table,
-                      const std::function<Json(const Json&)>& check) {
-  const Json& rows = cases.at(table);
+template <typename J = Json>
+void checkRows(const J& cases, const std::string& table,
+               const std::type_identity_t<std::function<J(const J&)>>& check) {
+  const J& rows = cases.at(table);
   EXPECT_FALSE(rows.empty()) << table;
-  for (const Json& row : rows) {
-    SCOPED_TRACE(table + ": " + row.at(0).dump(-1, ' ', false, Json::error_handler_t::replace));
+  for (const J& row : rows) {
+    SCOPED_TRACE(table + ": " + row.at(0).dump(-1, ' ', false, J::error_handler_t::replace));
     EXPECT_EQ(check(row.at(0)), row.at(1));
   }
 }
