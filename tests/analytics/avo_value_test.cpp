@@ -32,7 +32,7 @@ AvoValue fromJson(const Json& json) {
 
 // The printed form the platform gives each value, and back to JSON with kinds and order kept.
 TEST(AvoValueTest, PrintsAsThePlatformAndConvertsToJsonWhole) {
-  const Json cases = km::testing::loadCases<Json>("analytics/values.json");
+  const Json cases = km::testing::loadCases<Json>("analytics/cases.json");
   km::testing::checkRows(cases, "printed", [](const Json& in) {
     const AvoValue value = fromJson(in);
     EXPECT_EQ(value.toJson(), in);
