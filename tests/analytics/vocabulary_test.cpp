@@ -106,18 +106,5 @@ TEST(VocabularyDeathTest, ValueOutsideTheEnumerationIsFatal) {
   EXPECT_DEATH(rawValue(static_cast<Widget>(8)), "Fatal error: value out of range for Widget: 8");
 }
 
-TEST(VocabularyTest, StructuresCompareByAllFields) {
-  const Avo::SmartAssistantInputContent a{Market::au, Language::en, "2", "two eggs"};
-  auto b = a;
-  EXPECT_EQ(a, b);
-  b.userInput = "three eggs";
-  EXPECT_NE(a, b);
-
-  Avo::group::FoodNutrients nutrients{Energy::correct, std::nullopt, FatTotal::noData};
-  auto other = nutrients;
-  other.salt = Salt::incorrect;
-  EXPECT_NE(nutrients, other);
-}
-
 }  // namespace
 }  // namespace km::avo
