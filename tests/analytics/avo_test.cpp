@@ -82,61 +82,6 @@ TEST(AvoReportTest, DevClientPostsStartAndEventReportsToTheService) {
   }
 }
 
-// One journal for every collaborator shows the order of effects across them.
-struct Journal {
-  std::vector<std::string> entries;
-};
-
-class JournalObject : public DynamicObject {
- public:
-  JournalObject(Journal& journal, std::string name, std::set<std::string> selectors)
-      : journal_(journal), name_(std::move(name)), selectors_(std::move(selectors)) {}
-  bool respondsTo(std::string_view selector) const override {
-    return selectors_.count(std::string(selector)) != 0;
-  }
-  AvoValue perform(std::string_view selector, std::span<const AvoValue>) override {
-    journal_.entries.push_back(name_ + " " + std::string(selector));
-    return {};
-  }
-
- private:
-  Journal& journal_;
-  std::string name_;
-  std::set<std::string> selectors_;
-};
-
-class JournalDestination : public RecordingDestination {
- public:
-  explicit JournalDestination(Journal& journal) : journal_(journal) {}
-  void make(AvoEnv env, std::optional<std::string>) override {
-    journal_.entries.push_back("destination make " + std::string(envName(env)));
-  }
-
- private:
-  Journal& journal_;
-};
-
-TEST(ConstructionOrderTest, DestinationThenInspectorThenDebugger) {
-  ReportCounter reports;
-  Journal journal;
-  ScopedClassRegistration registration("AvoInspector", [&journal] {
-    journal.entries.push_back("AvoInspector made");
-    return std::make_shared<JournalObject>(journal, "inspector",
-                                           std::set<std::string>{"initWithApiKey:envInt:"});
-  });
-  ScopedSystemLogCapture log;
-  Avo avo(
-      AvoEnv::dev, std::make_shared<JournalDestination>(journal),
-      std::make_shared<JournalObject>(journal, "debugger", std::set<std::string>{"setSchemaId:"}),
-      false, false);
-  EXPECT_EQ(journal.entries, (std::vector<std::string>{
-                                 "destination make dev", "AvoInspector made",
-                                 "inspector initWithApiKey:envInt:", "debugger setSchemaId:"}));
-  // The missing inspector of the designated step is reported before the lookup happens.
-  EXPECT_EQ(log.lines(), std::vector<std::string>{kVersionLine});
-  EXPECT_EQ(reports.attempts(), 1u);
-}
-
 // Events only read the client, so several threads may log out at once; run under
 // ThreadSanitizer this shows the client, its reports and its log fallback share nothing unsafely.
 class CountingDestination : public RecordingDestination {

@@ -9,7 +9,8 @@
 // "AvoInspector" class lookup makes, or "notObject"), "debugger"; the three objects are given as
 // the selectors they answer, {"isEnabled": true}. "logger": true or false (a recording logger
 // that handles lines, or not), "null" (none at all), absent (the default). "messages": validation
-// messages [tag, property id, text] injected into events that validate.
+// messages [tag, property id, text] injected into events that validate. "order": true keeps one
+// journal of every collaborator's calls, in the order they came.
 // Steps: "noop on", "noop off", or {"event": plan name, "args": {...}}.
 
 #include <chrono>
@@ -73,7 +74,9 @@ class Scenario {
       registration_.emplace("AvoInspector", nullptr);
     } else if (registered.is_object()) {
       registration_.emplace("AvoInspector", [this, registered]() -> std::shared_ptr<DynamicObject> {
+        if (destination_->journal) journal_.push_back("AvoInspector made");
         made_ = fakeAnswering(registered);
+        follow(made_, "madeInspector");
         return made_;
       });
     }
@@ -86,6 +89,11 @@ class Scenario {
                                                : AvoAssertMessage::expectedMax(m[1], m[2]));
         return list;
       });
+    }
+    if (setup.value("order", false)) {
+      destination_->journal = &journal_;
+      follow(inspector_, "inspector");
+      follow(debugger_, "debugger");
     }
     const AvoEnv env = setup.value("env", "dev") == "dev" ? AvoEnv::dev : AvoEnv::prod;
     const bool noop = setup.value("noop", false), strict = setup.value("strict", false);
@@ -106,6 +114,13 @@ class Scenario {
   }
 
   Avo& avo() { return *avo_; }
+
+  // With "order" set, every collaborator writes to the journal as it is called.
+  void follow(const std::shared_ptr<FakeObject>& object, const char* name) {
+    if (!object || destination_->journal == nullptr) return;
+    object->name = name;
+    object->journal = &journal_;
+  }
 
   void run(const OrderedJson& step) {
     if (step.is_string()) {
@@ -153,6 +168,7 @@ class Scenario {
     t["holds"] = {{"inspector", which(avo_->inspector())}, {"debugger", which(avo_->debugger())}};
     t["reports"] = service_.stats().accepted + service_.stats().dropped;
     t["noop"] = avo_->NOOP_;
+    put("order", journal_);
     put("raised", raised_);
     put("askedFor", askedFor_);
     return t;
@@ -171,6 +187,7 @@ class Scenario {
   std::shared_ptr<RecordingLogger> logger_;
   std::unique_ptr<Avo> avo_;
   std::vector<std::string> raised_, askedFor_;
+  Journal journal_;
 };
 
 // Runs every case of the file: {"name", "setup", "steps", "want"}. With KM_PRINT_TRANSCRIPTS in
