@@ -3,12 +3,10 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <regex>
-#include <set>
 #include <thread>
 
 #include "analytics/fakes.h"
@@ -23,9 +21,6 @@ namespace {
 using testing::FakeObject;
 using testing::RecordingDestination;
 
-const std::string kVersionLine =
-    "[avo] Error! Included Robrog version does not support the latest features used in Avo "
-    "functions. Please update your Robrog to the latest version.";
 const std::string kSchemaId = "Hs7Kp2Yq9Ue3Wb5Nt1Lf";
 
 std::shared_ptr<FakeObject> respondingInspector() {
@@ -33,17 +28,6 @@ std::shared_ptr<FakeObject> respondingInspector() {
       {"initWithApiKey:envInt:", AvoValue()},
       {"avoFunctionTrackSchemaFromEvent:eventParams:", AvoValue()}});
 }
-
-// A client whose endpoint refuses connections (nothing listens on the discard port) still takes
-// every report the tracking client tries to send, so it counts the reports attempted.
-struct ReportCounter {
-  InspectorServiceClient client{InspectorServiceOptions{.endpoint = "http://127.0.0.1:9/i"}};
-  ScopedInspectorServiceOverride override{client};
-  std::uint64_t attempts() const {
-    const auto stats = client.stats();
-    return stats.accepted + stats.dropped;
-  }
-};
 
 // Each way of constructing a client, in each environment and mode, and logging out through the
 // debugger gate and the logger: what the log, the destination, the inspector, the debugger and

@@ -17,7 +17,6 @@ namespace km::testing {
 struct DestinationCall {
   std::string operation;
   std::vector<std::string> arguments;
-  bool operator==(const DestinationCall&) const = default;
 };
 
 // The doubles may also write their calls to one journal they share, which shows the order of
@@ -57,20 +56,12 @@ class RecordingDestination : public AvoCustomDestination {
     }
     calls.push_back(std::move(call));
   }
-
-  int count(const std::string& operation) const {
-    int n = 0;
-    for (const auto& call : calls)
-      n += call.operation == operation ? 1 : 0;
-    return n;
-  }
 };
 
 struct LoggerCall {
   std::string level;
   bool isDev;
   std::string message;
-  bool operator==(const LoggerCall&) const = default;
 };
 
 class RecordingLogger : public AvoLogger {
@@ -117,14 +108,6 @@ class FakeObject : public DynamicObject {
     if (journal) journal->push_back(name + " " + std::string(selector));
     auto it = answers_.find(std::string(selector));
     return it == answers_.end() ? AvoValue() : it->second;
-  }
-
-  std::vector<PerformedCall> calls(std::string_view selector) const {
-    std::vector<PerformedCall> matching;
-    for (const auto& call : performed) {
-      if (call.selector == selector) matching.push_back(call);
-    }
-    return matching;
   }
 
  private:

@@ -182,32 +182,25 @@ TEST(StringsTableTest, CorruptedTablesParseOrFailWithAPosition) {
 TEST(UserDefaultsTest, KeepsEachValuesType) {
   TempDir dir;
   const std::string path = dir.file("group/store.sqlite");
+  const std::pair<const char*, StoreValue> values[] = {
+      {"data", Data{'{', '}'}}, {"emptyData", Data{}}, {"string", std::string("{}")},
+      {"int", std::int64_t{-7}},  {"double", 2.5},      {"bool", true},
+      {"replaced", Data{1, 2}}};
   {
     auto store = UserDefaults::openFile(path, UserDefaults::Access::readWrite);
     ASSERT_TRUE(store.ok()) << store.error().message;
-    ASSERT_TRUE(store->set("data", Data{'{', '}'}).ok());
-    ASSERT_TRUE(store->set("emptyData", Data{}).ok());
-    ASSERT_TRUE(store->set("string", std::string("{}")).ok());
-    ASSERT_TRUE(store->set("int", std::int64_t{-7}).ok());
-    ASSERT_TRUE(store->set("double", 2.5).ok());
-    ASSERT_TRUE(store->set("bool", true).ok());
     ASSERT_TRUE(store->set("replaced", std::string("old")).ok());
-    ASSERT_TRUE(store->set("replaced", Data{1, 2}).ok());
+    for (const auto& [key, value] : values)
+      ASSERT_TRUE(store->set(key, value).ok());
     ASSERT_TRUE(store->set("gone", std::string("x")).ok());
     ASSERT_TRUE(store->removeObject("gone").ok());
   }
   // A second connection, read-only, as the extension opens it.
   auto store = UserDefaults::openFile(path, UserDefaults::Access::read);
   ASSERT_TRUE(store.ok()) << store.error().message;
-  auto value = [&](const char* key) { return store->object(key).value(); };
-  EXPECT_EQ(value("data"), StoreValue(Data{'{', '}'}));
-  EXPECT_EQ(value("emptyData"), StoreValue(Data{}));
-  EXPECT_EQ(value("string"), StoreValue(std::string("{}")));
-  EXPECT_EQ(value("int"), StoreValue(std::int64_t{-7}));
-  EXPECT_EQ(value("double"), StoreValue(2.5));
-  EXPECT_EQ(value("bool"), StoreValue(true));
-  EXPECT_EQ(value("replaced"), StoreValue(Data{1, 2}));
-  EXPECT_EQ(value("gone"), std::nullopt);
+  for (const auto& [key, value] : values)
+    EXPECT_EQ(store->object(key).value(), value) << key;
+  EXPECT_EQ(store->object("gone").value(), std::nullopt);
   // The typed getters do not convert between data and strings.
   EXPECT_EQ(store->data("string"), std::nullopt);
   EXPECT_EQ(store->string("data"), std::nullopt);
