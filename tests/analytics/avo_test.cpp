@@ -3,11 +3,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <regex>
-#include <thread>
 
 #include "analytics/fakes.h"
 #include "analytics/inspector_service_client.h"
@@ -18,16 +16,9 @@
 namespace km {
 namespace {
 
-using testing::FakeObject;
 using testing::RecordingDestination;
 
 const std::string kSchemaId = "Hs7Kp2Yq9Ue3Wb5Nt1Lf";
-
-std::shared_ptr<FakeObject> respondingInspector() {
-  return std::make_shared<FakeObject>(std::map<std::string, AvoValue>{
-      {"initWithApiKey:envInt:", AvoValue()},
-      {"avoFunctionTrackSchemaFromEvent:eventParams:", AvoValue()}});
-}
 
 // Each way of constructing a client, in each environment and mode, and logging out through the
 // debugger gate and the logger: what the log, the destination, the inspector, the debugger and
@@ -64,37 +55,6 @@ TEST(AvoReportTest, DevClientPostsStartAndEventReportsToTheService) {
     EXPECT_EQ(report["va"], true) << event;
     EXPECT_EQ(report["me"], nlohmann::json::array()) << event;
   }
-}
-
-// Events only read the client, so several threads may log out at once; run under
-// ThreadSanitizer this shows the client, its reports and its log fallback share nothing unsafely.
-class CountingDestination : public RecordingDestination {
- public:
-  std::atomic<int> unidentified{0};
-  void unidentify() override { unidentified.fetch_add(1); }
-};
-
-TEST(AvoConcurrencyTest, ParallelUserLogoutIsSafe) {
-  testing::LoopbackHttpServer server(testing::ServerBehavior::ok);
-  InspectorServiceClient client(InspectorServiceOptions{.endpoint = server.url()});
-  ScopedInspectorServiceOverride override(client);
-  auto destination = std::make_shared<CountingDestination>();
-  Avo avo(AvoEnv::dev, destination, nullptr, respondingInspector(), false, false);
-  ScopedSystemLogCapture log;
-  std::vector<std::thread> threads;
-  for (int t = 0; t < 4; ++t) {
-    threads.emplace_back([&avo] {
-      for (int i = 0; i < 25; ++i)
-        avo.userLogout();
-    });
-  }
-  for (auto& thread : threads)
-    thread.join();
-  EXPECT_EQ(destination->unidentified.load(), 100);
-  EXPECT_EQ(log.lines().size(), 100u);
-  const auto stats = client.stats();
-  EXPECT_EQ(stats.accepted, 101u);  // the start report and one per logout
-  EXPECT_EQ(stats.dropped, 0u);
 }
 
 TEST(AvoDeathTest, MissingDestinationIsAProgrammingError) {

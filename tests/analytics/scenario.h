@@ -113,8 +113,6 @@ class Scenario {
     }
   }
 
-  Avo& avo() { return *avo_; }
-
   // With "order" set, every collaborator writes to the journal as it is called.
   void follow(const std::shared_ptr<FakeObject>& object, const char* name) {
     if (!object || destination_->journal == nullptr) return;
