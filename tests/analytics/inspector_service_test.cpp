@@ -58,11 +58,12 @@ TEST(InspectorReportTest, InvocationReportKeysAndValues) {
       "1Z3E51Um7N", "e476bec17caf0ad386f0bd53ea22f685e89d2a4df2a75c07166185d72ecfab70", true,
       {AvoAssertMessage::expectedMax("p2", "too big")}, system_clock::time_point{});
   // The caller's validity flag, not one derived from the messages.
-  EXPECT_EQ(report.dump(),
-            R"({"ac":"Fz3Rb8Nk5Gc1Vm7Tq2Yh","br":"Pd6Wj2Xs9Lr4Ck8Mb3Zae","en":"dev","ev":"1Z3E51Um7N",)"
-            R"("ha":"e476bec17caf0ad386f0bd53ea22f685e89d2a4df2a75c07166185d72ecfab70",)"
-            R"("sc":"Hs7Kp2Yq9Ue3Wb5Nt1Lf","se":"1970-01-01T00:00:00.000Z","so":"Tq4LmXw7C","va":true,)"
-            R"("me":[{"tag":"expectedMax","propertyId":"p2","message":"too big"}],"or":"ev"})");
+  EXPECT_EQ(
+      report.dump(),
+      R"({"ac":"Fz3Rb8Nk5Gc1Vm7Tq2Yh","br":"Pd6Wj2Xs9Lr4Ck8Mb3Zae","en":"dev","ev":"1Z3E51Um7N",)"
+      R"("ha":"e476bec17caf0ad386f0bd53ea22f685e89d2a4df2a75c07166185d72ecfab70",)"
+      R"("sc":"Hs7Kp2Yq9Ue3Wb5Nt1Lf","se":"1970-01-01T00:00:00.000Z","so":"Tq4LmXw7C","va":true,)"
+      R"("me":[{"tag":"expectedMax","propertyId":"p2","message":"too big"}],"or":"ev"})");
 }
 
 TEST(InspectorServiceTest, EndpointComesFromOptionsThenEnvironment) {

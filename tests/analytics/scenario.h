@@ -4,13 +4,13 @@
 // account of what it did to them: a case states its setup, its steps and every expected effect
 // as data, compared whole.
 //
-// Setup keys (all optional): "endpoint" of the inspector service, "env" ("dev"|"prod"), "noop", "strict", "form" ("direct", "make",
-// "lookup", "lookupDebugger"), "inspector" (the inspector passed in), "registered" (what an
-// "AvoInspector" class lookup makes, or "notObject"), "debugger"; the three objects are given as
-// the selectors they answer, {"isEnabled": true}. "logger": true or false (a recording logger
-// that handles lines, or not), "null" (none at all), absent (the default). "messages": validation
-// messages [tag, property id, text] injected into events that validate. "order": true keeps one
-// journal of every collaborator's calls, in the order they came.
+// Setup keys (all optional): "endpoint" of the inspector service, "env" ("dev"|"prod"), "noop",
+// "strict", "form" ("direct", "make", "lookup", "lookupDebugger"), "inspector" (the inspector
+// passed in), "registered" (what an "AvoInspector" class lookup makes, or "notObject"), "debugger";
+// the three objects are given as the selectors they answer, {"isEnabled": true}. "logger": true or
+// false (a recording logger that handles lines, or not), "null" (none at all), absent (the
+// default). "messages": validation messages [tag, property id, text] injected into events that
+// validate. "order": true keeps one journal of every collaborator's calls, in the order they came.
 // Steps: "noop on", "noop off", or {"event": plan name, "args": {...}}.
 
 #include <chrono>
@@ -108,7 +108,8 @@ class Scenario {
       avo_ = std::make_unique<Avo>(env, destination_, debugger_, strict, noop);
     }
     if (setup.contains("logger")) {
-      if (setup["logger"].is_boolean()) logger_ = std::make_shared<RecordingLogger>(setup["logger"]);
+      if (setup["logger"].is_boolean())
+        logger_ = std::make_shared<RecordingLogger>(setup["logger"]);
       avo_->avoLogger = logger_;
     }
   }
@@ -128,7 +129,8 @@ class Scenario {
     const AvoEventEntry* entry = findAvoEvent(step["event"].get<std::string>());
     ASSERT_NE(entry, nullptr) << step;
     try {
-      entry->call(*avo_, AvoJsonArgs(nlohmann::json::parse(step.value("args", OrderedJson()).dump())));
+      entry->call(*avo_,
+                  AvoJsonArgs(nlohmann::json::parse(step.value("args", OrderedJson()).dump())));
     } catch (const AvoInvalidArgumentException& error) {
       raised_.push_back(error.what());
     }

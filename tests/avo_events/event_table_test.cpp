@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <set>
 #include <nlohmann/json.hpp>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -14,8 +14,8 @@
 #include "analytics/avo_event_table.h"
 #include "analytics/loopback_http_server.h"
 #include "analytics/system_log.h"
-#include "base/case_table.h"
 #include "avo_cli.h"
+#include "base/case_table.h"
 
 namespace km {
 namespace {

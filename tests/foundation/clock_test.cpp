@@ -30,8 +30,8 @@ TEST(ClockTest, WidgetTimeRunsAtItsSpeedFromItsStart) {
     const auto start = in[0].is_null() ? std::nullopt : std::optional(Date{in[0].get<double>()});
     const Clock clock(start, in[1].get<double>(), real.source());
     real.now += milliseconds(in[2].get<int>());
-    const double elapsed =
-        clock.now().timeIntervalSinceReferenceDate - start.value_or(Date{777'000'000}).timeIntervalSinceReferenceDate;
+    const double elapsed = clock.now().timeIntervalSinceReferenceDate -
+                           start.value_or(Date{777'000'000}).timeIntervalSinceReferenceDate;
     // The same moment asked for directly, and back: the real moment at which that widget time
     // comes, within a microsecond.
     const Date now = clock.now();

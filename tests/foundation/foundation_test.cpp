@@ -183,8 +183,8 @@ TEST(UserDefaultsTest, KeepsEachValuesType) {
   TempDir dir;
   const std::string path = dir.file("group/store.sqlite");
   const std::pair<const char*, StoreValue> values[] = {
-      {"data", Data{'{', '}'}}, {"emptyData", Data{}}, {"string", std::string("{}")},
-      {"int", std::int64_t{-7}},  {"double", 2.5},      {"bool", true},
+      {"data", Data{'{', '}'}},  {"emptyData", Data{}}, {"string", std::string("{}")},
+      {"int", std::int64_t{-7}}, {"double", 2.5},       {"bool", true},
       {"replaced", Data{1, 2}}};
   {
     auto store = UserDefaults::openFile(path, UserDefaults::Access::readWrite);

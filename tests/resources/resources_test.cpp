@@ -63,9 +63,8 @@ TEST(SameDayTest, DayStartAndTodayAroundLocalMidnight) {
   EXPECT_EQ(WidgetUtils::todayNumber(), 20513);
   EXPECT_EQ(WidgetUtils::dayStart(at("2026-03-01T23:30:00+01:00")).timeIntervalSince1970(),
             1772323200.0);
-  checkRows(kCases, "isToday", [](const Json& in) {
-    return WidgetUtils::isToday(at(in.get<std::string>().c_str()));
-  });
+  checkRows(kCases, "isToday",
+            [](const Json& in) { return WidgetUtils::isToday(at(in.get<std::string>().c_str())); });
 }
 
 TEST(SameDayTest, AUtcMidnightIsItsOwnDayStartAndMayDisagreeWithTheCalendar) {
@@ -140,7 +139,7 @@ TEST_F(LocalizationTest, LayoutDirectionFollowsTheLanguageOfTheTexts) {
     chooseLanguage(optionalText(in[0]));
     ScopedPreferredLanguages system(in[1].get<std::vector<std::string>>());
     return WidgetUtils::layoutDirection() == LayoutDirection::rightToLeft ? "rightToLeft"
-                                                                           : "leftToRight";
+                                                                          : "leftToRight";
   });
 }
 
