@@ -25,6 +25,7 @@
 #include "platform/foundation/date.h"
 #include "platform/widgetkit/family_size.h"
 #include "resources/widget_utils.h"
+#include "fixtures/json_match.h"
 #include "widget_support/widget_support.h"
 
 namespace km {
@@ -36,9 +37,7 @@ namespace fs = std::filesystem;
 const fs::path kHere = fs::path(KM_SOURCE_DIR) / "tests" / "widget_views";
 
 Json readJson(const fs::path& file) {
-  std::ifstream in(file);
-  if (!in) return nullptr;
-  return Json::parse(in);
+  return fs::exists(file) ? readJsonFile(file) : Json();
 }
 
 // JSON has no NaN or infinity; cases spell them as strings.
@@ -80,34 +79,6 @@ NutritionEntry entryOf(const Json& c) {
                     : c.contains("now")     ? dateOf(c["now"])
                                             : testNow();
   return NutritionEntry{date, b.build()};
-}
-
-// The first place where `got` differs from `want`; numbers agree within a thousandth (the dump
-// rounds to thousandths).
-std::string firstDifference(const Json& want, const Json& got, const std::string& where) {
-  if (want.is_number() && got.is_number()) {
-    return std::abs(want.get<double>() - got.get<double>()) <= 1e-3
-               ? ""
-               : where + ": want " + want.dump() + ", got " + got.dump();
-  }
-  if (want.type() != got.type() || want.size() != got.size()) {
-    return where + ": want " + want.dump().substr(0, 200) + ", got " + got.dump().substr(0, 200);
-  }
-  if (want.is_object()) {
-    for (const auto& [key, value] : want.items()) {
-      if (!got.contains(key)) return where + "." + key + " is missing";
-      if (auto d = firstDifference(value, got[key], where + "." + key); !d.empty()) return d;
-    }
-    return "";
-  }
-  if (want.is_array()) {
-    for (size_t i = 0; i < want.size(); ++i) {
-      const std::string at = where + "[" + std::to_string(i) + "]";
-      if (auto d = firstDifference(want[i], got[i], at); !d.empty()) return d;
-    }
-    return "";
-  }
-  return want == got ? "" : where + ": want " + want.dump() + ", got " + got.dump();
 }
 
 struct Settings {
@@ -231,8 +202,9 @@ TEST(WidgetLists, EveryCaseDrawsItsReviewedList) {
     }
     const Json want = readJson(file);
     ASSERT_FALSE(want.is_null()) << "no list " << file << "; KM_UPDATE_GOLDENS=1 writes it";
-    const std::string difference = firstDifference(want, drawn.json, name);
-    EXPECT_TRUE(difference.empty()) << difference;
+    // Numbers agree within a thousandth: the dump rounds to thousandths.
+    std::string why;
+    EXPECT_TRUE(jsonMatches(want, drawn.json, 1e-3, why, name, true)) << why;
   }
 }
 
