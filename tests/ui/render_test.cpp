@@ -107,57 +107,44 @@ TEST(RenderTest, ArcDirectionAndTrimStart) {
 
 TEST(RenderTest, ConicGradientColoursAtKnownAngles) {
   const Color red = Color::sRGB(1, 0, 0), blue = Color::sRGB(0, 0, 1);
+  // Red to blue swept from `from` to `to` radians (a full turn when both are 0); the colour
+  // at `angle` degrees from three o'clock, clockwise, is `redShare` red and the rest blue.
+  constexpr double kDeg = std::numbers::pi / 180;
   struct Case {
     const char* name;
-    AngularGradient gradient;
-    double angle;  // from three o'clock, clockwise
-    double redShare;
+    double from, to, angle, redShare;
   } cases[] = {
-      {"start", {Gradient::evenlySpaced({red, blue})}, 5, 1 - 5.0 / 360},
-      {"quarter", {Gradient::evenlySpaced({red, blue})}, 90, 0.75},
-      {"half", {Gradient::evenlySpaced({red, blue})}, 180, 0.5},
-      {"three quarters", {Gradient::evenlySpaced({red, blue})}, 270, 0.25},
+      {"start", 0, 0, 5, 1 - 5.0 / 360},
+      {"quarter", 0, 0, 90, 0.75},
+      {"half", 0, 0, 180, 0.5},
+      {"three quarters", 0, 0, 270, 0.25},
       // A sweep from 90 to 270 degrees: halfway at 180; the end colours continue outside.
-      {"partial sweep middle",
-       {Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle::degrees(90),
-        Angle::degrees(270)},
-       180,
-       0.5},
-      {"partial sweep after end",
-       {Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle::degrees(90),
-        Angle::degrees(270)},
-       300,
-       0},
-      {"partial sweep before start",
-       {Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle::degrees(90),
-        Angle::degrees(270)},
-       60,
-       1},
-      {"three stops", {Gradient({{red, 0}, {Color::sRGB(0, 1, 0), 0.5}, {blue, 1}})}, 90, 0.5},
+      {"partial sweep middle", 90 * kDeg, 270 * kDeg, 180, 0.5},
+      {"partial sweep after end", 90 * kDeg, 270 * kDeg, 300, 0},
+      {"partial sweep before start", 90 * kDeg, 270 * kDeg, 60, 1},
       // Sweeps longer than a turn draw one turn, with the stops spread over that turn.
-      {"two turns",
-       {Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle::degrees(0),
-        Angle::degrees(720)},
-       90,
-       0.75},
-      {"91 to 1e9 radians",
-       {Gradient::evenlySpaced({red, blue}), UnitPoint::center(), Angle{91}, Angle{1e9}},
-       91 * 180 / std::numbers::pi + 180,
-       0.5},
+      {"two turns", 0, 720 * kDeg, 90, 0.75},
+      {"91 to 1e9 radians", 91, 1e9, 91 / kDeg + 180, 0.5},
+      {"three stops", 0, 0, 90, 0.5},
   };
   for (const auto& c : cases) {
+    const bool threeStops = std::string(c.name) == "three stops";
+    const Gradient colours = threeStops
+                                 ? Gradient({{red, 0}, {Color::sRGB(0, 1, 0), 0.5}, {blue, 1}})
+                                 : Gradient::evenlySpaced({red, blue});
+    const AngularGradient gradient =
+        c.to == 0 ? AngularGradient{colours}
+                  : AngularGradient{colours, UnitPoint::center(), Angle{c.from}, Angle{c.to}};
     // Pixels get a per-pixel gradient; vector output a mesh: both must agree with the angles.
     for (bool vector : {false, true}) {
-      const View view = Circle().fill(c.gradient);
+      const View view = Circle().fill(gradient);
       const RasterImage img = vector ? drawAsVector(view, {100, 100}) : draw(view, {100, 100});
       auto [x, y] = at(c.angle, 30);
       const Pixel p = img.pixel(x, y);
       EXPECT_NEAR(p[0], 255 * c.redShare, 10) << c.name << (vector ? " (mesh)" : "");
-      if (std::string(c.name) != "three stops") {
-        EXPECT_NEAR(p[2], 255 * (1 - c.redShare), 10) << c.name << (vector ? " (mesh)" : "");
-      } else {
-        EXPECT_NEAR(p[1], 255 * 0.5, 10) << c.name;  // a quarter: halfway from red to green
-      }
+      // Three stops: a quarter turn is halfway from red to green.
+      EXPECT_NEAR(p[threeStops ? 1 : 2], 255 * (1 - c.redShare), 10)
+          << c.name << (vector ? " (mesh)" : "");
     }
   }
 }
@@ -172,23 +159,15 @@ TEST(RenderTest, NamedColoursResolvePerAppearanceAndMissingOnesShow) {
   RenderOptions o;
   o.scale = 1;
   o.assets = &fixtures();
+  // The separator is translucent grey: 60,60,67 at 29% in light, 84,84,88 at 60% in dark.
   struct Case {
     ColorScheme scheme;
     Pixel named, missing, primary, separator, background;
   } cases[] = {
-      // The separator is translucent grey: 60,60,67 at 29% in light, 84,84,88 at 60% in dark.
-      {ColorScheme::light,
-       {255, 255, 255, 255},
-       {255, 0, 255, 255},
-       {0, 0, 0, 255},
-       {60, 60, 67, 74},
-       {255, 255, 255, 255}},
-      {ColorScheme::dark,
-       {0x1C, 0x1C, 0x1E, 255},
-       {255, 0, 255, 255},
-       {255, 255, 255, 255},
-       {84, 84, 88, 153},
-       {0, 0, 0, 255}},
+      {ColorScheme::light, {255, 255, 255, 255}, {255, 0, 255, 255}, {0, 0, 0, 255},
+       {60, 60, 67, 74}, {255, 255, 255, 255}},
+      {ColorScheme::dark, {0x1C, 0x1C, 0x1E, 255}, {255, 0, 255, 255}, {255, 255, 255, 255},
+       {84, 84, 88, 153}, {0, 0, 0, 255}},
   };
   for (const auto& c : cases) {
     o.colorScheme = c.scheme;

@@ -166,36 +166,6 @@ TEST(PieChartCell, WedgeGeometryInSquareAndWideFrames) {
   }
 }
 
-// Laid out in a widget, the chart's wedges are centred in a non-square frame and drawn in list
-// order with each cell's colour.
-TEST(PieChart, WedgesInListOrderCentredInTheFrame) {
-  testing::WidgetTestEnvironment env;
-  auto model = std::make_shared<ChartDataModel>(std::vector<ChartCellModel>{
-      {UUID::random(), Color::sRGB(1, 0, 0), 40, ""},
-      {UUID::random(), Color::sRGB(0, 1, 0), 90, ""},
-      {UUID::random(), Color::sRGB(0, 0, 1), 70, ""},
-  });
-  std::ostringstream log;
-  ScopedExtensionLog capture(log);
-  const PieChart chart{std::make_shared<UUID>(UUID::random()), model, nullptr};
-  const DisplayList list = layout(chart.body().frame(120, 80), Size{120, 80});
-  const auto wedges = shapeItems(list, "pieChartCell");
-  ASSERT_EQ(wedges.size(), 3u);
-  const double expected[][2] = {{72, -72}, {234, -162}, {360, -126}};
-  const RGBA colours[] = {{1, 0, 0, 1}, {0, 1, 0, 1}, {0, 0, 1, 1}};
-  for (std::size_t i = 0; i < 3; ++i) {
-    const DrawnArc arc = firstArc(*wedges[i]);
-    EXPECT_EQ(arc.center, (Point{60, 40}));
-    EXPECT_DOUBLE_EQ(arc.radius, 40);
-    EXPECT_NEAR(arc.startDegrees, expected[i][0], 1e-9);
-    EXPECT_NEAR(arc.sweepDegrees, expected[i][1], 1e-9);
-    const auto& fill = std::get<DisplayShape>(wedges[i]->content).fill;
-    ASSERT_TRUE(fill.has_value());
-    EXPECT_EQ(std::get<Color>(*fill).components(), colours[i]);
-  }
-  EXPECT_EQ(log.str(), "72.0\n234.0\n360.0\n");
-}
-
 // Tap sequence: select, deselect, select another, move the selection; each step checks what is
 // reported and which wedge is drawn 5% larger.
 TEST(PieChart, TapsSelectScaleAndReport) {
@@ -234,38 +204,6 @@ TEST(PieChart, TapsSelectScaleAndReport) {
     EXPECT_EQ(scales(), s.scales);
   }
   EXPECT_EQ(reported.size(), 4u);
-}
-
-TEST(DonutChart, OneCellIsARingAroundABackgroundDisc) {
-  testing::WidgetTestEnvironment env;
-  auto model = std::make_shared<ChartDataModel>(
-      std::vector<ChartCellModel>{{UUID::random(), Color::sRGB(1, 0, 0), 5, ""}});
-  std::ostringstream log;
-  ScopedExtensionLog capture(log);
-  const DonutChart donut{std::make_shared<UUID>(UUID::random()), model, nullptr};
-  const DisplayList list = layout(donut.body().frame(100, 100), Size{100, 100});
-  ASSERT_EQ(list.items.size(), 2u);
-  const DrawnArc wedge = firstArc(list.items[0]);
-  EXPECT_NEAR(wedge.sweepDegrees, -360, 1e-9);
-  const DrawnArc hole = firstArc(list.items[1]);
-  EXPECT_DOUBLE_EQ(hole.radius, 22.5);
-  const auto& holeFill = std::get<DisplayShape>(list.items[1].content).fill;
-  ASSERT_TRUE(holeFill.has_value());
-  EXPECT_EQ(std::get<Color>(*holeFill).name(), "widget-background-primary");
-
-  // Drawn: red ring between 0.45 and 1 of the radius, background colour inside.
-  RenderOptions options;
-  options.scale = 1;
-  options.assets = &testing::bundleAssets();
-  const RasterImage image = renderImage(list, options);
-  const auto ring = image.pixel(50, 50 - 35);
-  EXPECT_EQ(ring[0], 255);
-  EXPECT_EQ(ring[1], 0);
-  const RGBA bg = *testing::bundleAssets().color("widget-background-primary", ColorScheme::light);
-  const auto inside = image.pixel(50, 50);
-  EXPECT_NEAR(inside[0], bg.red * 255, 1);
-  EXPECT_NEAR(inside[1], bg.green * 255, 1);
-  EXPECT_NEAR(inside[2], bg.blue * 255, 1);
 }
 
 }  // namespace

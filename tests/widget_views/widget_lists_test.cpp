@@ -17,8 +17,10 @@
 
 #include "components/background_deep_link.h"
 #include "components/button.h"
+#include "components/donut_chart.h"
 #include "components/loading_bar.h"
 #include "components/nutrient_progress_bar.h"
+#include "components/pie_chart.h"
 #include "components/progress_ring.h"
 #include "host/km_widget_entry_view.h"
 #include "model/extension_log.h"
@@ -130,6 +132,14 @@ View componentOf(const Json& a) {
         .body();
   }
   if (type == "Button") return Button{a.at("icon"), a.at("link")}.body();
+  if (type == "PieChart" || type == "DonutChart") {
+    std::vector<ChartCellModel> cells;
+    for (const Json& cell : a.at("cells"))
+      cells.push_back({UUID::random(), colourOf(cell.at(0)), number(cell.at(1)), ""});
+    auto model = std::make_shared<ChartDataModel>(cells);
+    return type == "PieChart" ? PieChart{.dataModel = model}.body()
+                              : DonutChart{.dataModel = model}.body();
+  }
   if (type == "BackgroundDeepLink") {
     return BackgroundDeepLink{optionalNumber(a.value("width", Json())),
                               optionalNumber(a.value("height", Json())), a.at("name")}
