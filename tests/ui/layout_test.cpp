@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "fixtures/json_match.h"
+#include "platform/ui/display_list_json.h"
 #include "platform/ui/text_engine.h"
 
 namespace km {
@@ -19,6 +21,17 @@ std::vector<Rect> frames(const DisplayList& list) {
 
 View box(double w, double h) {
   return Rectangle().frame(w, h);
+}
+
+// The list's dump against the reviewed partial dump `name` of dumps/layout.json.
+void expectDump(const std::string& name, const DisplayList& list) {
+  static const nlohmann::json wants =
+      testing::readJsonFile(std::filesystem::path(KM_SOURCE_DIR) / "tests/ui/dumps/layout.json");
+  const nlohmann::json got =
+      displayListToJson(list, "layout", "custom", ColorScheme::light, nullptr);
+  std::string why;
+  EXPECT_TRUE(testing::jsonMatches(wants.at(name), got, 1e-3, why))
+      << name << why << "\n" << got.dump();
 }
 
 struct FrameCase {
@@ -58,8 +71,7 @@ TEST(LayoutTest, RightToLeftMirrorsPlacementButNotContent) {
   rtl.layoutDirection = LayoutDirection::rightToLeft;
   // A reader's content starts at the top-right corner.
   const View reader = GeometryReader([](const GeometryProxy&) { return box(50, 25); });
-  EXPECT_EQ(frames(layout(reader, {200, 100}, rtl)), (std::vector<Rect>{{150, 0, 50, 25}}));
-
+  expectDump("rtl reader", layout(reader, {200, 100}, rtl));
   // A shape keeps its own outline; a linear gradient runs from the leading (right) edge, while
   // an angular one keeps its clockwise sweep.
   const Gradient colours = Gradient::evenlySpaced({Color::sRGB(1, 0, 0), Color::sRGB(0, 0, 1)});
@@ -67,18 +79,7 @@ TEST(LayoutTest, RightToLeftMirrorsPlacementButNotContent) {
       Rectangle().fill(LinearGradient{colours, UnitPoint{0.2, 0.5}, UnitPoint::trailing()}),
       Circle().fill(AngularGradient{colours, UnitPoint{0.25, 0.5}}),
   });
-  const DisplayList list = layout(shapes, {108, 50}, rtl);
-  ASSERT_EQ(list.items.size(), 2u);
-  const auto& bar = std::get<DisplayShape>(list.items[0].content);
-  EXPECT_EQ(list.items[0].frame, (Rect{58, 0, 50, 50}));
-  EXPECT_EQ(bar.path.boundingRect(), (Rect{58, 0, 50, 50}));
-  const auto& linear = std::get<LinearGradient>(*bar.fill);
-  EXPECT_EQ(linear.startPoint, (UnitPoint{0.8, 0.5}));
-  EXPECT_EQ(linear.endPoint, UnitPoint::leading());
-  const auto& angular =
-      std::get<AngularGradient>(*std::get<DisplayShape>(list.items[1].content).fill);
-  EXPECT_EQ(angular.center, (UnitPoint{0.25, 0.5}));
-
+  expectDump("rtl shapes", layout(shapes, {108, 50}, rtl));
   // Texts carry the direction for their line alignment.
   const DisplayList text = layout(Text("a"), {50, 50}, rtl);
   EXPECT_EQ(std::get<DisplayText>(text.items[0].content).direction, LayoutDirection::rightToLeft);
@@ -100,64 +101,32 @@ TEST(LayoutTest, ReadersBuildingDifferentContentKeepTheirOwnSizes) {
 }
 
 TEST(LayoutTest, ShapesFillTheProposalAndCirclesAreInscribed) {
-  const DisplayList list = layout(Circle().fill(Color::black()), {200, 100});
-  ASSERT_EQ(list.items.size(), 1u);
-  EXPECT_EQ(list.items[0].frame, (Rect{0, 0, 200, 100}));
-  const Rect bounds = std::get<DisplayShape>(list.items[0].content).path.boundingRect();
-  EXPECT_NEAR(bounds.x, 50, 1e-9);
-  EXPECT_NEAR(bounds.y, 0, 1e-9);
-  EXPECT_NEAR(bounds.width, 100, 1e-9);
-  EXPECT_NEAR(bounds.height, 100, 1e-9);
+  expectDump("inscribed circle", layout(Circle().fill(Color::black()), {200, 100}));
   // Asked for its ideal size a shape is 10 by 10; asked for its maximum, infinite.
   EXPECT_EQ(sizeThatFits(Circle(), {}), (Size{10, 10}));
   EXPECT_EQ(sizeThatFits(Circle(), ProposedSize::infinity()), (Size{kInfinity, kInfinity}));
 }
 
+// Rotation and opacity change drawing, not layout; a turn by pi about the vertical axis mirrors.
 TEST(LayoutTest, EffectsChangeDrawingNotLayout) {
-  const DisplayList list =
-      layout(HStack(VerticalAlignment::center, 0,
-                    {box(20, 20).rotationEffect(Angle::degrees(90)).opacity(0.5), box(20, 20)}),
-             {40, 20});
-  ASSERT_EQ(list.items.size(), 2u);
-  EXPECT_EQ(list.items[0].frame, (Rect{0, 0, 20, 20}));
-  EXPECT_EQ(list.items[1].frame, (Rect{20, 0, 20, 20}));
-  EXPECT_DOUBLE_EQ(list.items[0].opacity, 0.5);
-  // A quarter turn about the centre (10, 10) maps the top-leading corner to the top-trailing.
-  const Point p = list.items[0].transform.apply({0, 0});
-  EXPECT_NEAR(p.x, 20, 1e-9);
-  EXPECT_NEAR(p.y, 0, 1e-9);
-  EXPECT_TRUE(list.items[1].transform.isIdentity());
-  // A turn by pi about the vertical axis mirrors horizontally.
-  const DisplayList mirrored =
-      layout(box(20, 10).rotation3DEffect(Angle::degrees(180), 0, 1, 0), {20, 10});
-  const Point q = mirrored.items[0].transform.apply({0, 0});
-  EXPECT_NEAR(q.x, 20, 1e-9);
-  EXPECT_NEAR(q.y, 0, 1e-9);
+  expectDump("effects", layout(HStack(VerticalAlignment::center, 0,
+                                      {box(20, 20).rotationEffect(Angle::degrees(90)).opacity(0.5),
+                                       box(20, 20)}),
+                               {40, 20}));
+  expectDump("mirrored",
+             layout(box(20, 10).rotation3DEffect(Angle::degrees(180), 0, 1, 0), {20, 10}));
 }
 
+// The foreground reaches shapes and texts; the outermost widget URL wins.
 TEST(LayoutTest, EnvironmentAndWidgetSettingsReachTheList) {
-  const Color green = Color::sRGB(0, 1, 0);
-  const DisplayList list = layout(VStack({Circle(), Text("a")})
-                                      .foregroundColor(green)
-                                      .widgetAccentable()
-                                      .widgetURL("kalomate://x")
-                                      .containerBackground(Color::named("bg"))
-                                      .widgetURL("kalomate://ignored"),
-                                  {100, 100});
-  ASSERT_EQ(list.items.size(), 2u);
-  EXPECT_EQ(std::get<Color>(*std::get<DisplayShape>(list.items[0].content).fill), green);
-  EXPECT_EQ(std::get<DisplayText>(list.items[1].content).color, green);
-  EXPECT_TRUE(list.items[0].accentable);
-  // The outermost widget URL wins.
-  EXPECT_EQ(list.widgetURL, "kalomate://ignored");
-  EXPECT_EQ(std::get<Color>(*list.containerBackground), Color::named("bg"));
-}
-
-TEST(LayoutTest, LinksCoverTheirLabel) {
-  const DisplayList list = layout(Link("kalomate://a", box(30, 20)).padding(5), {100, 100});
-  ASSERT_EQ(list.items.size(), 2u);
-  EXPECT_EQ(std::get<DisplayLink>(list.items[1].content).url, "kalomate://a");
-  EXPECT_EQ(list.items[1].frame, (Rect{35, 40, 30, 20}));
+  expectDump("environment", layout(VStack({Circle(), Text("a")})
+                                       .foregroundColor(Color::sRGB(0, 1, 0))
+                                       .widgetAccentable()
+                                       .widgetURL("kalomate://x")
+                                       .containerBackground(Color::named("bg"))
+                                       .widgetURL("kalomate://ignored"),
+                                   {100, 100}));
+  expectDump("link", layout(Link("kalomate://a", box(30, 20)).padding(5), {100, 100}));
 }
 
 // Inter's line height is its ascender plus descender: (0.96875 + 0.2421875) of the size.
@@ -230,18 +199,14 @@ TEST(LayoutTest, TextNextToSpacerKeepsItsWidth) {
   EXPECT_NEAR(list.items[1].frame.x, word.width + 20, 1e-6);
 }
 
+// Track, arc and current-value label (the label is not drawn); the arc's trim is the value
+// over the total, not-a-number as nothing and more than the total as a full ring.
 TEST(LayoutTest, ProgressViewDrawsTrackArcAndLabel) {
-  const DisplayList list =
-      layout(ProgressView(0.25, 1, Text("Energy"), Text("1200")).foregroundColor(Color::white()),
-             {72, 72});
-  ASSERT_EQ(list.items.size(), 3u);  // track, arc, current-value label (the label is not drawn)
-  const auto& arc = std::get<DisplayShape>(list.items[1].content);
-  EXPECT_DOUBLE_EQ(arc.trimTo, 0.25);
-  EXPECT_EQ(std::get<DisplayText>(list.items[2].content).text, "1200");
-  const DisplayList nan = layout(ProgressView(NAN, 1, Text(""), Text("")), {72, 72});
-  EXPECT_DOUBLE_EQ(std::get<DisplayShape>(nan.items[1].content).trimTo, 0);
-  const DisplayList over = layout(ProgressView(3, 1, Text(""), Text("")), {72, 72});
-  EXPECT_DOUBLE_EQ(std::get<DisplayShape>(over.items[1].content).trimTo, 1);
+  expectDump("progress", layout(ProgressView(0.25, 1, Text("Energy"), Text("1200"))
+                                    .foregroundColor(Color::white()),
+                                {72, 72}));
+  expectDump("progress nan", layout(ProgressView(NAN, 1, Text(""), Text("")), {72, 72}));
+  expectDump("progress over", layout(ProgressView(3, 1, Text(""), Text("")), {72, 72}));
 }
 
 // Bad numbers from a widget's arithmetic are ignored like the phone ignores them: the layout
