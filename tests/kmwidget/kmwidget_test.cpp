@@ -43,8 +43,8 @@ TEST(KmwidgetTest, CommandLineRuns) {
       const json files = step.value("files", json::object()),
                  outputs = step.value("output", json::object());
       for (const auto& [name, content] : files.items())
-        std::ofstream(dir.file(name)) << (content.is_string() ? content.get<std::string>()
-                                                               : content.dump());
+        std::ofstream(dir.file(name))
+            << (content.is_string() ? content.get<std::string>() : content.dump());
       const auto run = km::testing::kmwidget(step.at("args").get<std::vector<std::string>>(),
                                              step.value("stdin", ""));
       EXPECT_EQ(run.code, step.value("code", 0)) << run.err;

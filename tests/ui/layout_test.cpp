@@ -30,8 +30,8 @@ void expectDump(const std::string& name, const DisplayList& list) {
   const nlohmann::json got =
       displayListToJson(list, "layout", "custom", ColorScheme::light, nullptr);
   std::string why;
-  EXPECT_TRUE(testing::jsonMatches(wants.at(name), got, 1e-3, why))
-      << name << why << "\n" << got.dump();
+  EXPECT_TRUE(testing::jsonMatches(wants.at(name), got, 1e-3, why)) << name << why << "\n"
+                                                                    << got.dump();
 }
 
 struct FrameCase {
@@ -109,10 +109,11 @@ TEST(LayoutTest, ShapesFillTheProposalAndCirclesAreInscribed) {
 
 // Rotation and opacity change drawing, not layout; a turn by pi about the vertical axis mirrors.
 TEST(LayoutTest, EffectsChangeDrawingNotLayout) {
-  expectDump("effects", layout(HStack(VerticalAlignment::center, 0,
-                                      {box(20, 20).rotationEffect(Angle::degrees(90)).opacity(0.5),
-                                       box(20, 20)}),
-                               {40, 20}));
+  expectDump(
+      "effects",
+      layout(HStack(VerticalAlignment::center, 0,
+                    {box(20, 20).rotationEffect(Angle::degrees(90)).opacity(0.5), box(20, 20)}),
+             {40, 20}));
   expectDump("mirrored",
              layout(box(20, 10).rotation3DEffect(Angle::degrees(180), 0, 1, 0), {20, 10}));
 }
@@ -202,9 +203,10 @@ TEST(LayoutTest, TextNextToSpacerKeepsItsWidth) {
 // Track, arc and current-value label (the label is not drawn); the arc's trim is the value
 // over the total, not-a-number as nothing and more than the total as a full ring.
 TEST(LayoutTest, ProgressViewDrawsTrackArcAndLabel) {
-  expectDump("progress", layout(ProgressView(0.25, 1, Text("Energy"), Text("1200"))
-                                    .foregroundColor(Color::white()),
-                                {72, 72}));
+  expectDump(
+      "progress",
+      layout(ProgressView(0.25, 1, Text("Energy"), Text("1200")).foregroundColor(Color::white()),
+             {72, 72}));
   expectDump("progress nan", layout(ProgressView(NAN, 1, Text(""), Text("")), {72, 72}));
   expectDump("progress over", layout(ProgressView(3, 1, Text(""), Text("")), {72, 72}));
 }

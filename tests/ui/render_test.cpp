@@ -164,10 +164,18 @@ TEST(RenderTest, NamedColoursResolvePerAppearanceAndMissingOnesShow) {
     ColorScheme scheme;
     Pixel named, missing, primary, separator, background;
   } cases[] = {
-      {ColorScheme::light, {255, 255, 255, 255}, {255, 0, 255, 255}, {0, 0, 0, 255},
-       {60, 60, 67, 74}, {255, 255, 255, 255}},
-      {ColorScheme::dark, {0x1C, 0x1C, 0x1E, 255}, {255, 0, 255, 255}, {255, 255, 255, 255},
-       {84, 84, 88, 153}, {0, 0, 0, 255}},
+      {ColorScheme::light,
+       {255, 255, 255, 255},
+       {255, 0, 255, 255},
+       {0, 0, 0, 255},
+       {60, 60, 67, 74},
+       {255, 255, 255, 255}},
+      {ColorScheme::dark,
+       {0x1C, 0x1C, 0x1E, 255},
+       {255, 0, 255, 255},
+       {255, 255, 255, 255},
+       {84, 84, 88, 153},
+       {0, 0, 0, 255}},
   };
   for (const auto& c : cases) {
     o.colorScheme = c.scheme;

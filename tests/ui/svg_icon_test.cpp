@@ -11,8 +11,8 @@
 #include <iterator>
 #include <numbers>
 
-#include "platform/ui/asset_catalog.h"
 #include "fixtures/json_match.h"
+#include "platform/ui/asset_catalog.h"
 #include "ui/librsvg_reference.h"
 
 namespace km {
@@ -73,8 +73,9 @@ json dump(const SvgIcon& icon) {
   }
   return {{"size", {icon.size.width, icon.size.height}},
           {"viewBox", dump(icon.viewBox)},
-          {"align", {kAlign[static_cast<int>(icon.aspectRatio.x)],
-                     kAlign[static_cast<int>(icon.aspectRatio.y)], icon.aspectRatio.slice}},
+          {"align",
+           {kAlign[static_cast<int>(icon.aspectRatio.x)],
+            kAlign[static_cast<int>(icon.aspectRatio.y)], icon.aspectRatio.slice}},
           {"items", items}};
 }
 
@@ -102,11 +103,11 @@ TEST(SvgIconTest, CasesParseAsWorkedOut) {
       }
       continue;
     }
-    const std::string document =
-        c.contains("document") ? c["document"].get<std::string>()
-                               : R"(<svg xmlns="http://www.w3.org/2000/svg" )" +
-                                     c.value("root", R"(viewBox="0 0 100 100")") + ">" +
-                                     c.value("body", "") + "</svg>";
+    const std::string document = c.contains("document")
+                                     ? c["document"].get<std::string>()
+                                     : R"(<svg xmlns="http://www.w3.org/2000/svg" )" +
+                                           c.value("root", R"(viewBox="0 0 100 100")") + ">" +
+                                           c.value("body", "") + "</svg>";
     const auto icon = parseSvgIcon(document);
     if (c.contains("error")) {
       ASSERT_FALSE(icon.ok()) << name;
@@ -117,7 +118,8 @@ TEST(SvgIconTest, CasesParseAsWorkedOut) {
     ASSERT_TRUE(icon.ok()) << name << ": " << icon.error().message;
     const json got = dump(*icon);
     EXPECT_TRUE(testing::jsonMatches(c.value("icon", json()), got, 1e-9, why))
-        << name << why << "\n" << got.dump();
+        << name << why << "\n"
+        << got.dump();
     if (c.contains("declaredSize")) {
       const auto size = svgDeclaredSize(document);
       ASSERT_TRUE(size) << name;

@@ -3,8 +3,8 @@
 #include <map>
 #include <sstream>
 
-#include "host/km_widget_entry_view.h"
 #include "fixtures/json_match.h"
+#include "host/km_widget_entry_view.h"
 #include "model/extension_log.h"
 #include "widget_support/widget_support.h"
 #include "widgets/home/medium_widget.h"
@@ -30,19 +30,32 @@ using Expected = View (*)(const NutritionEntry&);
 // What each widget draws when made directly, with the arguments the entry view must pass.
 const std::map<std::string, Expected> kWidgets = {
     {"SmallWidget", [](const NutritionEntry& e) { return SmallWidget{e}.body(); }},
-    {"MediumWidget", [](const NutritionEntry& e) { return MediumWidget{e, 5}.body(); }},
-    {"SmallWidgetEnergy", [](const NutritionEntry& e) { return SmallWidgetEnergy{e, false}.body(); }},
+    {"MediumWidget",
+     [](const NutritionEntry& e) {
+       return MediumWidget{e, 5}.body();
+     }},
+    {"SmallWidgetEnergy",
+     [](const NutritionEntry& e) {
+       return SmallWidgetEnergy{e, false}.body();
+     }},
     {"LockscreenInlineCalories",
      [](const NutritionEntry& e) { return LockscreenInlineCalories{e}.body(); }},
     {"LockscreenSmallCalories",
-     [](const NutritionEntry& e) { return LockscreenSmallCalories{e, 20, false}.body(); }},
+     [](const NutritionEntry& e) {
+       return LockscreenSmallCalories{e, 20, false}.body();
+     }},
     {"LockscreenMediumCalories",
      [](const NutritionEntry& e) { return LockscreenMediumCalories{e}.body(); }},
-    {"SmallWidgetMacros", [](const NutritionEntry& e) { return SmallWidgetMacros{e, true}.body(); }},
+    {"SmallWidgetMacros",
+     [](const NutritionEntry& e) {
+       return SmallWidgetMacros{e, true}.body();
+     }},
     {"MediumWidgetEnergyMacroBars",
      [](const NutritionEntry& e) { return MediumWidgetEnergyMacroBars{e}.body(); }},
     {"SmallWidgetMacroPie",
-     [](const NutritionEntry& e) { return SmallWidgetMacroPie{e, true}.body(); }},
+     [](const NutritionEntry& e) {
+       return SmallWidgetMacroPie{e, true}.body();
+     }},
     {"MediumWidgetEnergyMacroPie",
      [](const NutritionEntry& e) { return MediumWidgetEnergyMacroPie{e}.body(); }},
     {"MediumWidgetEnergyButtons",
@@ -80,8 +93,7 @@ TEST(KMWidgetEntryViewTest, DispatchTable) {
     WidgetTestEnvironment env("en", row.at("platform"));
     std::ostringstream log;  // the pie charts log their angles
     ScopedExtensionLog capture(log);
-    const Json drawn =
-        widgetJson(KMWidgetEntryView{entry, family, row.at("kind")}.body(), family);
+    const Json drawn = widgetJson(KMWidgetEntryView{entry, family, row.at("kind")}.body(), family);
     if (row.at("draws").is_null()) {
       EXPECT_TRUE(drawsNothing(drawn)) << drawn.dump().substr(0, 300);
       continue;

@@ -22,12 +22,12 @@
 #include "components/nutrient_progress_bar.h"
 #include "components/pie_chart.h"
 #include "components/progress_ring.h"
+#include "fixtures/json_match.h"
 #include "host/km_widget_entry_view.h"
 #include "model/extension_log.h"
 #include "platform/foundation/date.h"
 #include "platform/widgetkit/family_size.h"
 #include "resources/widget_utils.h"
-#include "fixtures/json_match.h"
 #include "widget_support/widget_support.h"
 
 namespace km {
