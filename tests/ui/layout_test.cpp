@@ -7,6 +7,7 @@
 #include "fixtures/json_match.h"
 #include "platform/ui/display_list_json.h"
 #include "platform/ui/text_engine.h"
+#include "platform/ui/view_description.h"
 
 namespace km {
 namespace {
@@ -64,6 +65,8 @@ TEST(LayoutTest, GeometryReaderTakesProposalAndPlacesTopLeading) {
   // Inside padding the reader sees the reduced size and starts at the padded corner.
   expectFrames({"padded reader", reader.padding(10), {200, 100}, {{10, 10, 90, 20}}});
   EXPECT_EQ(seen, (Size{180, 80}));
+  // Asked for its ideal size a reader is 10 by 10, like a shape.
+  EXPECT_EQ(sizeThatFits(reader, {}), (Size{10, 10}));
 }
 
 TEST(LayoutTest, RightToLeftMirrorsPlacementButNotContent) {
@@ -102,9 +105,6 @@ TEST(LayoutTest, ReadersBuildingDifferentContentKeepTheirOwnSizes) {
 
 TEST(LayoutTest, ShapesFillTheProposalAndCirclesAreInscribed) {
   expectDump("inscribed circle", layout(Circle().fill(Color::black()), {200, 100}));
-  // Asked for its ideal size a shape is 10 by 10; asked for its maximum, infinite.
-  EXPECT_EQ(sizeThatFits(Circle(), {}), (Size{10, 10}));
-  EXPECT_EQ(sizeThatFits(Circle(), ProposedSize::infinity()), (Size{kInfinity, kInfinity}));
 }
 
 // Rotation and opacity change drawing, not layout; a turn by pi about the vertical axis mirrors.
@@ -263,49 +263,24 @@ TEST(LayoutTest, TapsOpenTheTopmostLinkOrTheWidgetURL) {
   EXPECT_EQ(urlAt(layout(box(10, 10), {10, 10}), {5, 5}), std::nullopt);
 }
 
-// What views choose when asked for their ideal (nullopt), minimum (0) and maximum (infinity).
+// What views choose when asked for their ideal (null), minimum (0) and maximum ("infinity")
+// size: each row of sizes.json is a view description, a proposal and the size it must choose.
 TEST(LayoutTest, IdealMinimumAndMaximumSizes) {
-  const std::optional<double> ideal;
-  struct Case {
-    const char* name;
-    View view;
-    ProposedSize proposal;
-    Size want;
-  } cases[] = {
-      {"shape ideal", Rectangle(), {ideal, ideal}, {10, 10}},
-      {"shape minimum", Rectangle(), {0.0, 0.0}, {0, 0}},
-      {"ideal width of a flexible frame",
-       Rectangle().frame({.idealWidth = 50}),
-       {ideal, 30.0},
-       {50, 30}},
-      {"ideal ignored when offered", Rectangle().frame({.idealWidth = 50}), {80.0, 30.0}, {80, 30}},
-      {"fixed frame ignores the offer", Rectangle().frame(20, 30), {kInfinity, 0.0}, {20, 30}},
-      {"padding adds to the ideal", Rectangle().padding(5), {ideal, ideal}, {20, 20}},
-      {"spacer outside a stack", Spacer(), {ideal, ideal}, {8, 8}},
-      {"spacer in a stack, ideal", HStack({Spacer()}), {ideal, ideal}, {8, 0}},
-      {"spacer with a minimum", VStack({Spacer(30)}), {5.0, 0.0}, {0, 30}},
-      {"hstack of fixed boxes, maximum",
-       HStack({box(10, 10), box(20, 5)}),
-       {kInfinity, kInfinity},
-       {38, 10}},
-      {"geometry reader ideal",
-       GeometryReader([](const GeometryProxy&) { return View(); }),
-       {ideal, ideal},
-       {10, 10}},
-      {"max-width frame offered infinity",
-       box(10, 10).frame({.maxWidth = kInfinity}),
-       {kInfinity, 50.0},
-       {kInfinity, 10}},
-      {"empty", EmptyView(), {100.0, 100.0}, {0, 0}},
-      {"fixed size ignores the offer",
-       box(10, 10).frame({.maxWidth = kInfinity}).fixedSize(),
-       {300.0, 300.0},
-       {10, 10}},
-      {"fixed size on one axis", Rectangle().fixedSize(true, false), {300.0, 40.0}, {10, 40}},
+  auto number = [](const nlohmann::json& v) -> std::optional<double> {
+    if (v.is_null()) return std::nullopt;
+    return v == "infinity" ? kInfinity : v.get<double>();
   };
-  for (const auto& c : cases) {
-    EXPECT_EQ(sizeThatFits(c.view, c.proposal), c.want) << c.name;
+  const nlohmann::json rows =
+      testing::readJsonFile(std::filesystem::path(KM_SOURCE_DIR) / "tests/ui/sizes.json");
+  for (const nlohmann::json& row : rows) {
+    const Result<View> view = parseViewDescription(row["view"]);
+    ASSERT_TRUE(view.ok()) << row["name"] << ": " << view.error().message;
+    const Size want{*number(row["size"][0]), *number(row["size"][1])};
+    EXPECT_EQ(sizeThatFits(view.value(), {number(row["proposal"][0]), number(row["proposal"][1])}),
+              want)
+        << row["name"];
   }
+  EXPECT_GE(rows.size(), 16u);  // the file was found and read
 }
 
 }  // namespace
