@@ -121,7 +121,7 @@ TEST(RenderTest, ProbedPixelsHoldTheirColours) {
       }
     }
   }
-  EXPECT_GE(rows.size(), 27u);  // the file was found and read
+  EXPECT_GE(rows.size(), 32u);  // the file was found and read
 }
 
 TEST(RenderTest, ConicGradientColoursAtKnownAngles) {
@@ -168,77 +168,8 @@ TEST(RenderTest, ConicGradientColoursAtKnownAngles) {
   }
 }
 
-// Columns that hold ink, as runs [first, last].
-std::vector<std::pair<int, int>> inkRuns(const RasterImage& img) {
-  std::vector<std::pair<int, int>> runs;
-  bool in = false;
-  for (int x = 0; x < img.width(); ++x) {
-    bool ink = false;
-    for (int y = 0; y < img.height() && !ink; ++y)
-      ink = img.pixel(x, y)[3] > 60;
-    if (ink && !in) runs.push_back({x, x});
-    if (ink) runs.back().second = x;
-    in = ink;
-  }
-  return runs;
-}
-
-TEST(RenderTest, RightToLeftTextStartsAtTheRight) {
-  // The first letter in memory order is a thin alef, then a gap, then a wide word. Right to
-  // left, the alef is the rightmost ink; in Latin the thin "l" is the leftmost.
-  struct Case {
-    const char* name;
-    const char* text;
-    bool thinAtRight;
-  } cases[] = {
-      {"arabic", "\u0627    \u0645\u0645\u0645\u0645", true},
-      {"latin", "l    mmmm", false},
-  };
-  for (const auto& c : cases) {
-    const RasterImage img = draw(Text(c.text).font(30), {200, 50}, 1);
-    const auto runs = inkRuns(img);
-    ASSERT_GE(runs.size(), 2u) << c.name;
-    // Latin letters stand apart, so the word is the span of all runs but the thin one.
-    const auto& thin = c.thinAtRight ? runs.back() : runs.front();
-    const int wordWidth = c.thinAtRight ? runs[runs.size() - 2].second - runs.front().first
-                                        : runs.back().second - runs[1].first;
-    EXPECT_LT(thin.second - thin.first, 12) << c.name;
-    EXPECT_GT(wordWidth, 40) << c.name;
-  }
-}
-
-TEST(RenderTest, TruncationPutsTheEllipsisWhereAsked) {
-  // A row of capitals cut to one line: an end that keeps a letter has ink in the upper half of
-  // the line; an end where the ellipsis stands has only its dots, down at the baseline.
-  auto tall = [](const RasterImage& img, std::pair<int, int> run) {
-    for (int x = run.first; x <= run.second; ++x) {
-      for (int y = 8; y < 20; ++y) {
-        if (img.pixel(x, y)[3] > 60) return true;
-      }
-    }
-    return false;
-  };
-  struct Case {
-    TruncationMode mode;
-    bool tallFirst, tallLast;
-  } cases[] = {
-      {TruncationMode::head, false, true},
-      {TruncationMode::middle, true, true},
-      {TruncationMode::tail, true, false},
-  };
-  for (const auto& c : cases) {
-    const RasterImage img =
-        draw(Text("MMMMMMMMMMMMMMMM").font(20).lineLimit(1).truncationMode(c.mode), {100, 40}, 1);
-    const auto runs = inkRuns(img);
-    ASSERT_GE(runs.size(), 4u) << static_cast<int>(c.mode);
-    EXPECT_EQ(tall(img, runs.front()), c.tallFirst) << static_cast<int>(c.mode);
-    EXPECT_EQ(tall(img, runs.back()), c.tallLast) << static_cast<int>(c.mode);
-    // Wherever it is, the ellipsis is there: some run is only dots.
-    EXPECT_TRUE(std::any_of(runs.begin(), runs.end(), [&](auto r) { return !tall(img, r); }))
-        << static_cast<int>(c.mode);
-  }
-}
-
+// Numbers a widget's arithmetic can produce (not-a-number angles, centres at infinity, widths
+// of a billion points) draw something sensible instead of stopping the context or overflowing.
 TEST(RenderTest, NonFiniteGradientsAndHugeSizesStillDraw) {
   const Color red = Color::sRGB(1, 0, 0), blue = Color::sRGB(0, 0, 1);
   const View nanAngles = Circle().fill(AngularGradient{
