@@ -130,42 +130,11 @@ TEST(LayoutTest, EnvironmentAndWidgetSettingsReachTheList) {
   expectDump("link", layout(Link("kalomate://a", box(30, 20)).padding(5), {100, 100}));
 }
 
-// Inter's line height is its ascender plus descender: (0.96875 + 0.2421875) of the size.
-constexpr double kLineHeight17 = 17 * 1.2109375;
-
-TEST(LayoutTest, TextWrapsTruncatesAndScales) {
+// Wrapping, line limits and line heights are rows of sizes.json; a text that may shrink does so
+// (down to its factor) before it truncates.
+TEST(LayoutTest, TextScalesDownBeforeTruncating) {
   const std::string sentence = "The quick brown fox jumps over the lazy dog";
   const Size natural = sizeThatFits(Text(sentence), {});
-  EXPECT_NEAR(natural.height, kLineHeight17, 0.5);
-  EXPECT_GT(natural.width, 250);
-
-  struct Case {
-    const char* name;
-    View view;
-    ProposedSize proposal;
-    int lines;  // expected line count from the height
-    bool narrower;
-  } cases[] = {
-      {"fits on one line", Text(sentence), {1000.0, 1000.0}, 1, false},
-      {"wraps to two lines", Text(sentence), {natural.width * 0.6, 1000.0}, 2, true},
-      {"line limit 1 truncates", Text(sentence).lineLimit(1), {100.0, 1000.0}, 1, true},
-      {"height limits lines", Text(sentence), {80.0, kLineHeight17 * 2.5}, 2, true},
-  };
-  for (const auto& c : cases) {
-    const Size s = sizeThatFits(c.view, c.proposal);
-    EXPECT_NEAR(s.height, kLineHeight17 * c.lines, 1.0) << c.name;
-    EXPECT_LE(s.width, *c.proposal.width + 1e-9) << c.name;
-    if (!c.narrower) {
-      EXPECT_NEAR(s.width, natural.width, 1e-9) << c.name;
-    }
-  }
-
-  // A fixed-size text keeps its natural line in any width.
-  EXPECT_EQ(sizeThatFits(Text(sentence).fixedSize(), {50.0, 10.0}), natural);
-
-  // A short text never grows to its proposal.
-  EXPECT_LT(sizeThatFits(Text("Hi"), {300.0, 100.0}).width, 30);
-
   // Minimum scale factor: the text shrinks (down to the factor) before truncating.
   const View scaled = Text(sentence).lineLimit(1).minimumScaleFactor(0.5);
   const DisplayList half = layout(scaled.frame(natural.width * 0.6, 40), {400, 40});
@@ -176,17 +145,6 @@ TEST(LayoutTest, TextWrapsTruncatesAndScales) {
   EXPECT_DOUBLE_EQ(std::get<DisplayText>(tiny.items[0].content).font.size, 8.5);
   EXPECT_EQ(std::get<DisplayText>(tiny.items[0].content).maxLines, 1);
   EXPECT_LE(tiny.items[0].frame.width, 40 + 1e-9);
-}
-
-TEST(LayoutTest, FallbackScriptsKeepThePrimaryFontsLineHeight) {
-  // Arabic and CJK come from fallback fonts with much taller declared lines; a widget laid out
-  // for one line of text must get the same line whatever the language. (A line that mixes
-  // scripts is still up to ~10 % taller: each run keeps its own baseline offsets.)
-  for (double size : {10.0, 14.0, 18.0}) {
-    const double latin = sizeThatFits(Text("Carbs").font(size), {}).height;
-    EXPECT_NEAR(sizeThatFits(Text("كربوهيدرات").font(size), {}).height, latin, 0.01) << size;
-    EXPECT_NEAR(sizeThatFits(Text("炭水化物").font(size), {}).height, latin, 0.01) << size;
-  }
 }
 
 TEST(LayoutTest, TextNextToSpacerKeepsItsWidth) {
@@ -275,12 +233,18 @@ TEST(LayoutTest, IdealMinimumAndMaximumSizes) {
   for (const nlohmann::json& row : rows) {
     const Result<View> view = parseViewDescription(row["view"]);
     ASSERT_TRUE(view.ok()) << row["name"] << ": " << view.error().message;
-    const Size want{*number(row["size"][0]), *number(row["size"][1])};
-    EXPECT_EQ(sizeThatFits(view.value(), {number(row["proposal"][0]), number(row["proposal"][1])}),
-              want)
-        << row["name"];
+    const Size got =
+        sizeThatFits(view.value(), {number(row["proposal"][0]), number(row["proposal"][1])});
+    const double tolerance = row.value("tolerance", 0.0);
+    for (int axis : {0, 1}) {
+      const std::optional<double> want = number(row["size"][axis]);
+      if (!want) continue;  // not checked
+      const double value = axis == 0 ? got.width : got.height;
+      EXPECT_TRUE(value == *want || std::abs(value - *want) <= tolerance)
+          << row["name"] << ": axis " << axis << " is " << value << ", not " << *want;
+    }
   }
-  EXPECT_GE(rows.size(), 16u);  // the file was found and read
+  EXPECT_GE(rows.size(), 32u);  // the file was found and read
 }
 
 }  // namespace
