@@ -241,7 +241,8 @@ constexpr bool galleryPositionsDense() {
 }  // namespace widget_kind_checks
 
 static_assert(widget_kind_checks::rowsInEnumOrder(), "each kind's row sits at its own position");
-static_assert(widget_kind_checks::rowsComplete(), "each row needs a unique kind string and its keys");
+static_assert(widget_kind_checks::rowsComplete(),
+              "each row needs a unique kind string and its keys");
 static_assert(widget_kind_checks::galleryPositionsDense(), "gallery positions must be 1..n");
 
 inline constexpr std::array<WidgetKind, kWidgetKinds.size()> kAllWidgetKinds = [] {

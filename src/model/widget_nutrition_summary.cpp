@@ -1,3 +1,5 @@
+// Decoding and encoding the summary record's JSON, with errors that name the field.
+
 #include "model/widget_nutrition_summary.h"
 
 #include <array>
@@ -285,8 +287,7 @@ class SummaryHandler final : public JsonHandler {
     constexpr auto kMin = std::numeric_limits<std::int32_t>::min();
     constexpr auto kMax = std::numeric_limits<std::int32_t>::max();
     if (!v.isNumber()) {
-      fail(kCurrentDayInt,
-           typeMismatch(fieldName(kCurrentDayInt), "an integer", v.description()));
+      fail(kCurrentDayInt, typeMismatch(fieldName(kCurrentDayInt), "an integer", v.description()));
       return 0;
     }
     std::string text;
