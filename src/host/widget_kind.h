@@ -90,7 +90,7 @@ struct WidgetKindDescriptor {
 
 // The family tests of the views compare for equality, so at most one branch of each view
 // matches; a lock-screen family is only drawn from the version that has it.
-inline constexpr std::array<WidgetKindDescriptor, 9> kWidgetKinds = {{
+inline constexpr auto kWidgetKinds = std::to_array<WidgetKindDescriptor>({
     {.kind = WidgetKind::smallEnergyMacros,
      .rawValue = "small_energy_macros",
      .displayNameKey = "ios_widgets_1",
@@ -196,7 +196,7 @@ inline constexpr std::array<WidgetKindDescriptor, 9> kWidgetKinds = {{
      .view = [](const NutritionEntry& entry, WidgetFamily) -> View {
        return LockscreenSmallButton{entry, "ic_add_meal_24px", "addFood"}.body();
      }},
-}};
+});
 
 namespace widget_kind_checks {
 
