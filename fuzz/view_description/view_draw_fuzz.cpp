@@ -6,9 +6,9 @@
 #include <cstdint>
 #include <string_view>
 
+#include "kmwidget/view_description/view_description.h"
 #include "platform/ui/layout.h"
 #include "platform/ui/renderer.h"
-#include "platform/ui/view_description.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string_view text(reinterpret_cast<const char*>(data), size);

@@ -1,3 +1,6 @@
+// The tracking client's life: construction per environment, the inspector and debugger it reports
+// to, and the user-logout event.
+
 #include "analytics/avo.h"
 
 #include <chrono>

@@ -1,3 +1,6 @@
+// Running one event: validating its properties, sending it to the destination, the debugger and the
+// inspector, and the value conversions of the plan's structures.
+
 #include "analytics/avo_event_runner.h"
 
 #include <algorithm>

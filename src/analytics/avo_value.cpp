@@ -1,3 +1,5 @@
+// The tracking client's dynamic values and ordered dictionaries, and their debug printing.
+
 #include "analytics/avo_value.h"
 
 #include <charconv>

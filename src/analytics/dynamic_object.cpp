@@ -1,3 +1,5 @@
+// The registry of classes looked up by name, as the platform's object runtime keeps them.
+
 #include "analytics/dynamic_object.h"
 
 namespace km {

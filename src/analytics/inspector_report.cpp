@@ -1,3 +1,5 @@
+// The JSON reports the inspector service receives: the session start and each event's check.
+
 #include "analytics/inspector_report.h"
 
 #include <cstdio>

@@ -1,3 +1,5 @@
+// Sending inspector reports over HTTPS with libcurl, from a bounded queue on a thread of its own.
+
 #include "analytics/inspector_service_client.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,5 @@
+// The system log the tracking client writes to when no logger is given, and its test capture.
+
 #include "analytics/system_log.h"
 
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// Checked conversions of doubles to integers and trapping 32-bit arithmetic.
+
 #include "base/checked.h"
 
 #include <cmath>

@@ -1,5 +1,7 @@
 #pragma once
 
+// Number conversions and arithmetic that trap instead of wrapping.
+
 #include <cstdint>
 #include <optional>
 

@@ -1,3 +1,5 @@
+// Stopping the process for a programming error.
+
 #include "base/fatal_error.h"
 
 #include <cstdio>

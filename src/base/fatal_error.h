@@ -1,5 +1,7 @@
 #pragma once
 
+// fatalError: the one way a programming error stops the process.
+
 #include <string_view>
 
 namespace km {

@@ -1,3 +1,5 @@
+// Quoting user input and writing numbers in error and warning messages.
+
 #include "base/message_text.h"
 
 #include <charconv>

@@ -1,5 +1,7 @@
 #pragma once
 
+// Helpers for the texts of error and warning messages.
+
 #include <string>
 #include <string_view>
 

@@ -1,5 +1,7 @@
 #pragma once
 
+// Error, Result<T> and Status: a value or a one-line error, for expected failures.
+
 #include <string>
 #include <utility>
 #include <variant>

@@ -1,3 +1,5 @@
+// The invisible diary link's view.
+
 #include "components/background_deep_link.h"
 
 #include "resources/deep_links.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// BackgroundDeepLink: an invisible tappable region that opens the diary.
+
 #include <optional>
 #include <string>
 

@@ -1,3 +1,5 @@
+// The action tile's view: tile, shadow, icon and link.
+
 #include "components/button.h"
 
 #include "resources/deep_links.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// Button: one action tile of the medium buttons widget.
+
 #include <string>
 
 #include "platform/ui/view.h"

@@ -1,3 +1,5 @@
+// Slice identifiers, the running angle of a chart's slices and their debug printing.
+
 #include "components/chart_data_model.h"
 
 #include <charconv>

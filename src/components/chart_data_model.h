@@ -1,5 +1,7 @@
 #pragma once
 
+// The slices of a pie or donut chart and the running angle state they are drawn with.
+
 #include <array>
 #include <cstdint>
 #include <memory>

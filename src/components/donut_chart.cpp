@@ -1,3 +1,5 @@
+// The donut's view: a pie with a disc over its middle.
+
 #include "components/donut_chart.h"
 
 #include "components/inner_circle.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// DonutChart: a pie chart made a ring by a disc over its middle.
+
 #include <memory>
 
 #include "components/pie_chart.h"

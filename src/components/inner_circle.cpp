@@ -1,3 +1,5 @@
+// The inner disc's outline.
+
 #include "components/inner_circle.h"
 
 #include "components/pie_chart_cell.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// InnerCircle: the disc that turns a pie into a ring.
+
 #include "platform/ui/geometry.h"
 #include "platform/ui/path.h"
 #include "platform/ui/view.h"

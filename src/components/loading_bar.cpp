@@ -1,3 +1,5 @@
+// The progress bar's view and its fill fraction.
+
 #include "components/loading_bar.h"
 
 #include <optional>

@@ -1,5 +1,7 @@
 #pragma once
 
+// LoadingBar: a thin rounded progress bar with a gradient fill.
+
 #include <vector>
 
 #include "platform/ui/color.h"

@@ -1,3 +1,5 @@
+// The nutrient bar's view: label row, over-goal badge and bar.
+
 #include "components/nutrient_progress_bar.h"
 
 #include <cinttypes>

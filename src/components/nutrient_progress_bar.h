@@ -1,5 +1,7 @@
 #pragma once
 
+// NutrientProgressBar: one nutrient's labelled progress bar.
+
 #include <string>
 #include <vector>
 

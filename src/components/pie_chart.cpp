@@ -1,3 +1,5 @@
+// The pie's view: one wedge per slice, and selecting a slice by tap.
+
 #include "components/pie_chart.h"
 
 #include "components/pie_chart_cell.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// PieChart: the slices of a chart as wedges about one centre.
+
 #include <functional>
 #include <memory>
 #include <optional>

@@ -1,3 +1,5 @@
+// The geometry of chart shapes and a wedge's outline.
+
 #include "components/pie_chart_cell.h"
 
 namespace km {

@@ -1,5 +1,7 @@
 #pragma once
 
+// PieChartCell: one wedge of a pie, and the centre and radius chart shapes share.
+
 #include "platform/ui/geometry.h"
 #include "platform/ui/path.h"
 #include "platform/ui/view.h"

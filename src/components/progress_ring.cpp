@@ -1,3 +1,5 @@
+// The ring's view: track, laps, gradients and the end dot.
+
 #include "components/progress_ring.h"
 
 #include <algorithm>

@@ -1,5 +1,7 @@
 #pragma once
 
+// ProgressRing: the two-lap circular gauge of energy eaten against the goal.
+
 #include <vector>
 
 #include "platform/ui/color.h"

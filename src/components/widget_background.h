@@ -1,5 +1,7 @@
 #pragma once
 
+// widgetBackground: the background behind every widget's content, per platform version.
+
 #include "platform/ui/paint.h"
 #include "platform/ui/view.h"
 #include "platform/widgetkit/platform_version.h"

@@ -1,3 +1,5 @@
+// Configuring the offered widgets from their kind rows, and the bundle that lists them.
+
 #include "host/km_widget.h"
 
 #include "host/widget_kind.h"

@@ -1,9 +1,12 @@
 #pragma once
 
-#include <array>
+// The extension's entry point: the widget bundle and the widgets it offers, each configured by
+// its kind string.
+
 #include <string>
 #include <vector>
 
+#include "host/widget_kind.h"
 #include "platform/widgetkit/widget_configuration.h"
 
 namespace km {
@@ -24,8 +27,7 @@ struct KMWidget {
 
 // The extension's entry point: the widgets offered in the gallery, in gallery order.
 struct KMWidgetBundle {
-  static constexpr std::array<const char*, 5> kKinds = {
-      "small_energy", "medium_history", "medium_pie_macros", "medium_buttons", "lockscreen_button"};
+  static constexpr auto kKinds = kGalleryKinds;
 
   std::vector<KMWidget> body() const;
 };

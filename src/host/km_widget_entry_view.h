@@ -1,5 +1,7 @@
 #pragma once
 
+// KMWidgetEntryView: the one view every widget draws its entries through.
+
 #include <string>
 
 #include "model/nutrition_entry.h"

@@ -1,3 +1,5 @@
+// The provider's placeholder, snapshot and timeline, read from the shared store.
+
 #include "host/provider.h"
 
 #include "base/fatal_error.h"

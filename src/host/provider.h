@@ -1,5 +1,7 @@
 #pragma once
 
+// Provider: the one timeline provider every widget shares.
+
 #include <functional>
 
 #include "model/nutrition_entry.h"

@@ -1,3 +1,5 @@
+// Writing the extension's log lines, and redirecting them for a while.
+
 #include "model/extension_log.h"
 
 #include <cstdio>

@@ -1,5 +1,7 @@
 #pragma once
 
+// The extension's own log on standard output.
+
 #include <ostream>
 #include <string_view>
 

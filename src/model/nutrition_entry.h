@@ -1,5 +1,7 @@
 #pragma once
 
+// NutritionEntry: one timeline entry.
+
 #include "model/widget_nutrition_summary.h"
 #include "platform/foundation/date.h"
 

@@ -1,3 +1,5 @@
+// Reading the record from the shared store, with the fixed fallback records.
+
 #include "model/read_summary.h"
 
 #include "model/extension_log.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// readSummary: the never-failing read of the record, and the fixed records it falls back to.
+
 #include "model/widget_nutrition_summary.h"
 
 namespace km {

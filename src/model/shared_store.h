@@ -1,5 +1,7 @@
 #pragma once
 
+// The names of the shared store: its app group and its keys.
+
 namespace km {
 
 // The app group that the main app and the widget extension share; its user defaults are the

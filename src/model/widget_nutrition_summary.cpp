@@ -1,3 +1,5 @@
+// Decoding and encoding the summary record's JSON, with errors that name the field.
+
 #include "model/widget_nutrition_summary.h"
 
 #include <array>
@@ -5,6 +7,7 @@
 #include <limits>
 #include <optional>
 
+#include "base/enum_names.h"
 #include "base/message_text.h"
 #include "platform/foundation/json_reader.h"
 
@@ -43,10 +46,26 @@ enum Field : int {
   kFieldCount,
 };
 
-constexpr const char* kFieldNames[kFieldCount] = {
-    "currentDayInt", "currentDate", "isLoggedIn",     "energyCurrent", "energyTotal",
-    "fatCurrent",    "fatTotal",    "proteinCurrent", "proteinTotal",  "carbsCurrent",
-    "carbsTotal",    "energyDays",  "isKilojoules"};
+constexpr auto kFieldNames = enumNames<Field>({
+    {kCurrentDayInt, "currentDayInt"},
+    {kCurrentDate, "currentDate"},
+    {kIsLoggedIn, "isLoggedIn"},
+    {kEnergyCurrent, "energyCurrent"},
+    {kEnergyTotal, "energyTotal"},
+    {kFatCurrent, "fatCurrent"},
+    {kFatTotal, "fatTotal"},
+    {kProteinCurrent, "proteinCurrent"},
+    {kProteinTotal, "proteinTotal"},
+    {kCarbsCurrent, "carbsCurrent"},
+    {kCarbsTotal, "carbsTotal"},
+    {kEnergyDays, "energyDays"},
+    {kIsKilojoules, "isKilojoules"},
+});
+static_assert(kFieldNames.size() == kFieldCount && kFieldNames.namesAreUnique());
+
+std::string_view fieldName(int f) {
+  return *kFieldNames.name(static_cast<Field>(f));
+}
 
 // One JSON value as the SAX parser reports it.
 struct Value {
@@ -70,23 +89,24 @@ struct Value {
         return floating;
     }
   }
-  const char* description() const {
-    switch (kind) {
-      case Kind::null:
-        return "null";
-      case Kind::boolean:
-        return "a boolean";
-      case Kind::string:
-        return "a string";
-      case Kind::array:
-        return "an array";
-      case Kind::object:
-        return "an object";
-      default:
-        return "a number";
-    }
-  }
+  std::string_view description() const;
 };
+
+// How an error message names a value of each kind; the three kinds of number read alike.
+constexpr auto kValueDescriptions = enumNames<Value::Kind>({
+    {Value::Kind::null, "null"},
+    {Value::Kind::boolean, "a boolean"},
+    {Value::Kind::integer, "a number"},
+    {Value::Kind::unsignedInteger, "a number"},
+    {Value::Kind::floating, "a number"},
+    {Value::Kind::string, "a string"},
+    {Value::Kind::array, "an array"},
+    {Value::Kind::object, "an object"},
+});
+
+std::string_view Value::description() const {
+  return kValueDescriptions.name(kind).value_or("a number");
+}
 
 // Decodes straight from the parser's events into the record, without building a document: the
 // record is read on every widget refresh, seven times per timeline.
@@ -128,10 +148,8 @@ class SummaryHandler final : public JsonHandler {
   }
   bool key(std::string_view name) override {
     if (skip_ > 0) return true;
-    field_ = -1;
-    for (int f = 0; f < kFieldCount; ++f) {
-      if (name == kFieldNames[f]) field_ = f;
-    }
+    const std::optional<Field> f = kFieldNames.value(name);
+    field_ = f ? *f : -1;
     return true;
   }
   void syntaxError(const std::string& what) {
@@ -141,7 +159,7 @@ class SummaryHandler final : public JsonHandler {
   Result<WidgetNutritionSummary> result() && {
     if (fatal_) return *fatal_;
     for (int f = 0; f < kFieldCount; ++f) {
-      if (!present_[f]) return Error{"key not found: no value for " + quote(kFieldNames[f])};
+      if (!present_[f]) return Error{"key not found: no value for " + quote(fieldName(f))};
       if (errors_[f]) return *errors_[f];
     }
     return std::move(summary_);
@@ -199,7 +217,7 @@ class SummaryHandler final : public JsonHandler {
         summary_.isKilojoules = boolean(v, f);
         break;
       case kEnergyDays:
-        fail(f, typeMismatch(kFieldNames[f], "an array", v.description()));
+        fail(f, typeMismatch(fieldName(f), "an array", v.description()));
         break;
       default:
         fieldNumber(f) = number(v, f);
@@ -237,7 +255,7 @@ class SummaryHandler final : public JsonHandler {
   // there is an error, as this runs for every number of every read.
   double number(const Value& v, int f, std::optional<std::size_t> day = std::nullopt) {
     auto path = [&] {
-      std::string p = kFieldNames[f];
+      std::string p(fieldName(f));
       if (day) {
         p += '[';
         p += std::to_string(*day);
@@ -259,7 +277,7 @@ class SummaryHandler final : public JsonHandler {
 
   bool boolean(const Value& v, int f) {
     if (v.kind != Value::Kind::boolean) {
-      fail(f, typeMismatch(kFieldNames[f], "a boolean", v.description()));
+      fail(f, typeMismatch(fieldName(f), "a boolean", v.description()));
       return false;
     }
     return v.boolean;
@@ -269,8 +287,7 @@ class SummaryHandler final : public JsonHandler {
     constexpr auto kMin = std::numeric_limits<std::int32_t>::min();
     constexpr auto kMax = std::numeric_limits<std::int32_t>::max();
     if (!v.isNumber()) {
-      fail(kCurrentDayInt,
-           typeMismatch(kFieldNames[kCurrentDayInt], "an integer", v.description()));
+      fail(kCurrentDayInt, typeMismatch(fieldName(kCurrentDayInt), "an integer", v.description()));
       return 0;
     }
     std::string text;
@@ -295,7 +312,7 @@ class SummaryHandler final : public JsonHandler {
         text = shortestNumber(v.floating);  // 1e+300, not three hundred digits
         break;
     }
-    fail(kCurrentDayInt, Error{"data corrupted at " + quote(kFieldNames[kCurrentDayInt]) +
+    fail(kCurrentDayInt, Error{"data corrupted at " + quote(fieldName(kCurrentDayInt)) +
                                ": the number " + text + " does not fit in a 32-bit integer"});
     return 0;
   }
@@ -358,7 +375,7 @@ std::string encodeSummary(const WidgetNutritionSummary& s) {
       {kCarbsCurrent, s.carbsCurrent},     {kCarbsTotal, s.carbsTotal}};
   auto key = [&](int f) {
     out += out.empty() ? "{" : ",";
-    out += quote(kFieldNames[f]);
+    out += quote(fieldName(f));
     out += ':';
   };
   key(kCurrentDayInt);

@@ -1,5 +1,7 @@
 #pragma once
 
+// WidgetNutritionSummary: the day's record the widgets show, and its JSON form.
+
 #include <cstdint>
 #include <string>
 #include <string_view>

@@ -1,3 +1,5 @@
+// Building the widgets' deep links.
+
 #include "resources/deep_links.h"
 
 #include "base/fatal_error.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// The widgets' deep links into the app.
+
 #include <string>
 #include <string_view>
 

@@ -1,3 +1,5 @@
+// Making the shared palette once.
+
 #include "resources/palette.h"
 
 #include "resources/widget_utils.h"

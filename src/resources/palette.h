@@ -1,5 +1,7 @@
 #pragma once
 
+// Palette: the widgets' colours.
+
 #include "platform/ui/color.h"
 
 namespace km {

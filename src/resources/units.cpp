@@ -1,3 +1,5 @@
+// The energy unit's localisation keys and texts.
+
 #include "resources/units.h"
 
 #include "platform/foundation/text.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// The energy unit's texts for a record's unit choice.
+
 #include <string>
 
 namespace km {

@@ -1,3 +1,5 @@
+// Localised texts in the chosen language, the same-day test and hexadecimal colours.
+
 #include "resources/widget_utils.h"
 
 #include <memory>

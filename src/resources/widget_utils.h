@@ -1,5 +1,7 @@
 #pragma once
 
+// WidgetUtils: localisation, the same-day test and colours from hexadecimal text.
+
 #include <cstdint>
 #include <optional>
 #include <string>

@@ -5,9 +5,9 @@
 #include <cmath>
 
 #include "fixtures/json_match.h"
+#include "kmwidget/view_description/view_description.h"
 #include "platform/ui/display_list_json.h"
 #include "platform/ui/text_engine.h"
-#include "platform/ui/view_description.h"
 
 namespace km {
 namespace {

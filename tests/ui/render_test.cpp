@@ -12,11 +12,11 @@
 
 #include "fixtures/json_match.h"
 #include "gallery.h"
+#include "kmwidget/view_description/view_description.h"
 #include "platform/ui/asset_catalog.h"
 #include "platform/ui/layout.h"
 #include "platform/ui/render/cairo_canvas.h"
 #include "platform/ui/renderer.h"
-#include "platform/ui/view_description.h"
 
 namespace km {
 namespace {

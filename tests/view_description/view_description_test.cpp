@@ -1,4 +1,4 @@
-#include "platform/ui/view_description.h"
+#include "kmwidget/view_description/view_description.h"
 
 #include <gtest/gtest.h>
 

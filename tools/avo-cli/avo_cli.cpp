@@ -1,3 +1,6 @@
+// avo-cli's playground: a destination, debugger and inspector that print every call, and events
+// sent by name.
+
 #include "avo_cli.h"
 
 #include <CLI/CLI.hpp>

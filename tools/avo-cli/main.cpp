@@ -1,3 +1,5 @@
+// avo-cli's entry point.
+
 #include <iostream>
 
 #include "avo_cli.h"

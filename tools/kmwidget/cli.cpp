@@ -1,3 +1,5 @@
+// kmwidget's command line: global options, the settings they apply and the subcommands.
+
 #include "kmwidget/cli.h"
 
 #include <CLI/CLI.hpp>

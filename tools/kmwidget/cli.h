@@ -1,5 +1,7 @@
 #pragma once
 
+// kmwidget's command line: the in-process entry point and each subcommand's registration.
+
 #include <functional>
 #include <iosfwd>
 #include <optional>

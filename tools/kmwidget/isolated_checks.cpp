@@ -1,3 +1,5 @@
+// Running checks in child processes, so a fatal error is reported instead of ending the tool.
+
 #include "kmwidget/isolated_checks.h"
 
 #include <sys/mman.h>

@@ -1,5 +1,7 @@
 #pragma once
 
+// runIsolated: checks run in child processes, and why any of them stopped.
+
 #include <cstddef>
 #include <functional>
 #include <string>

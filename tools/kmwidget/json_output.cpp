@@ -1,3 +1,5 @@
+// The record and entries as JSON, and printing a document.
+
 #include "kmwidget/json_output.h"
 
 #include "platform/foundation/date.h"

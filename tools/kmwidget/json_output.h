@@ -1,5 +1,7 @@
 #pragma once
 
+// The tool's JSON output of records and entries.
+
 #include <nlohmann/json.hpp>
 #include <ostream>
 

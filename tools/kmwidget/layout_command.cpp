@@ -9,12 +9,12 @@
 #include <sstream>
 
 #include "kmwidget/cli.h"
+#include "kmwidget/view_description/view_description.h"
 #include "platform/foundation/bundle.h"
 #include "platform/ui/asset_catalog.h"
 #include "platform/ui/display_list_json.h"
 #include "platform/ui/layout.h"
 #include "platform/ui/renderer.h"
-#include "platform/ui/view_description.h"
 
 namespace km::cli {
 namespace {

@@ -1,3 +1,5 @@
+// kmwidget's entry point.
+
 #include <malloc.h>
 
 #include <iostream>

@@ -1,3 +1,5 @@
+// Reading record files and the warnings a record earns.
+
 #include "kmwidget/record_checks.h"
 
 #include <sys/stat.h>

@@ -1,5 +1,7 @@
 #pragma once
 
+// Reading a record file, and the warnings about a record's values.
+
 #include <istream>
 #include <string>
 #include <vector>

@@ -1,3 +1,5 @@
+// Laying out and drawing one widget entry with the tool's options.
+
 #include "kmwidget/widget_drawing.h"
 
 #include "host/km_widget_entry_view.h"

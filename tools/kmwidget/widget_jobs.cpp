@@ -1,3 +1,5 @@
+// The widgets to draw, and laying each out in a child-safe way.
+
 #include "kmwidget/widget_jobs.h"
 
 #include <sys/wait.h>

@@ -1,5 +1,7 @@
 #pragma once
 
+// WidgetJob: the widgets a render draws, and the layouter that draws them.
+
 #include <memory>
 #include <optional>
 #include <string>

@@ -1,3 +1,5 @@
+// Bundles: finding the main bundle, localisation folders and strings tables, cached by file stamp.
+
 #include "platform/foundation/bundle.h"
 
 #include <sys/stat.h>

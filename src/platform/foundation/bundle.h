@@ -1,5 +1,7 @@
 #pragma once
 
+// Bundle: a folder of resources and localisations.
+
 #include <memory>
 #include <optional>
 #include <string>

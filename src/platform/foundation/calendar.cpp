@@ -1,3 +1,5 @@
+// The Gregorian calendar through ICU: start of day, hours added, weekdays and their symbols.
+
 #include "platform/foundation/calendar.h"
 
 #include <unicode/dtfmtsym.h>

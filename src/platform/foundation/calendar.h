@@ -1,5 +1,7 @@
 #pragma once
 
+// Calendar: the Gregorian calendar of a time zone and a locale.
+
 #include <unicode/uversion.h>
 
 #include <cstdint>

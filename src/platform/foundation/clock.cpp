@@ -1,3 +1,5 @@
+// The live host's widget time against real time.
+
 #include "platform/foundation/clock.h"
 
 #include <cmath>

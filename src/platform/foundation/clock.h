@@ -1,5 +1,7 @@
 #pragma once
 
+// Clock: widget time for a live host, at a chosen start and speed.
+
 #include <chrono>
 #include <functional>
 #include <optional>

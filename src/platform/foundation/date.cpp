@@ -1,3 +1,5 @@
+// Dates: the current moment, and ISO 8601 text both ways.
+
 #include "platform/foundation/date.h"
 
 #include <chrono>

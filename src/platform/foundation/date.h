@@ -1,5 +1,7 @@
 #pragma once
 
+// Date: a point in time as seconds since the reference date.
+
 #include <compare>
 #include <optional>
 #include <string>

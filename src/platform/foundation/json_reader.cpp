@@ -1,3 +1,5 @@
+// A streaming JSON parser that reports events to a handler.
+
 #include "platform/foundation/json_reader.h"
 
 #include <charconv>

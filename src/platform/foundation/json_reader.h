@@ -1,5 +1,7 @@
 #pragma once
 
+// parseJson: a streaming JSON reader with a handler of events.
+
 #include <cstdint>
 #include <optional>
 #include <string>

@@ -1,3 +1,5 @@
+// The process's settings and their scoped overrides.
+
 #include "platform/foundation/process_settings.h"
 
 #include <unicode/locid.h>

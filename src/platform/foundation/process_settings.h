@@ -1,5 +1,7 @@
 #pragma once
 
+// The process-wide settings (now, zone, locale, languages, store and bundle paths).
+
 #include <optional>
 #include <string>
 #include <utility>

@@ -1,3 +1,5 @@
+// Watching the shared store's folder with inotify, settled by a timer.
+
 #include "platform/foundation/store_change_notice.h"
 
 #include <sqlite3.h>

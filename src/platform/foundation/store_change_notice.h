@@ -1,5 +1,7 @@
 #pragma once
 
+// StoreChangeNotice: tells when another process may have changed the shared store.
+
 #include <chrono>
 #include <memory>
 #include <string>

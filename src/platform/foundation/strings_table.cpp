@@ -1,3 +1,5 @@
+// Parsing strings tables, in UTF-8 or UTF-16.
+
 #include "platform/foundation/strings_table.h"
 
 #include <cstdint>

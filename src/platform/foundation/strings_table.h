@@ -1,5 +1,7 @@
 #pragma once
 
+// StringsTable: a localisation table, read from a .strings file.
+
 #include <string>
 #include <string_view>
 #include <unordered_map>

@@ -1,3 +1,5 @@
+// Case mapping, grapheme counting and script direction through ICU.
+
 #include "platform/foundation/text.h"
 
 #include <unicode/brkiter.h>

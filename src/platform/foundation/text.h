@@ -1,5 +1,7 @@
 #pragma once
 
+// String operations with the phone's Unicode rules.
+
 #include <cstddef>
 #include <string>
 #include <string_view>

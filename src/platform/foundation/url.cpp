@@ -1,3 +1,5 @@
+// Checking and keeping absolute URLs.
+
 #include "platform/foundation/url.h"
 
 namespace km {

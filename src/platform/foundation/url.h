@@ -1,5 +1,7 @@
 #pragma once
 
+// URL: an absolute URL the platform accepts.
+
 #include <optional>
 #include <string>
 #include <string_view>

@@ -1,3 +1,5 @@
+// The user defaults stored in SQLite: typed values by key, safe across processes.
+
 #include "platform/foundation/user_defaults.h"
 
 #include <fcntl.h>

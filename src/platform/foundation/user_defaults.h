@@ -1,5 +1,7 @@
 #pragma once
 
+// UserDefaults: the app group's key-value store, in one SQLite file.
+
 #include <chrono>
 #include <cstdint>
 #include <memory>

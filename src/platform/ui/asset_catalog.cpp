@@ -1,3 +1,5 @@
+// Loading the asset catalogue (colour sets and images) and resolving colours.
+
 #include "platform/ui/asset_catalog.h"
 
 #include <algorithm>

@@ -1,5 +1,7 @@
 #pragma once
 
+// AssetCatalog: the named colours and images, and resolving a colour for an appearance.
+
 #include <filesystem>
 #include <map>
 #include <memory>

@@ -1,5 +1,7 @@
 #pragma once
 
+// Color: a fixed, named or system colour, and RGBA components.
+
 #include <string>
 #include <utility>
 

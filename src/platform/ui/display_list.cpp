@@ -1,3 +1,5 @@
+// Hit-testing a display list for the link under a point.
+
 #include "platform/ui/display_list.h"
 
 namespace km {

@@ -1,5 +1,7 @@
 #pragma once
 
+// DisplayList: the flat result of layout, everything to draw back to front.
+
 #include <optional>
 #include <string>
 #include <variant>

@@ -1,3 +1,5 @@
+// Writing a display list as JSON.
+
 #include "platform/ui/display_list_json.h"
 
 #include <cmath>

@@ -1,5 +1,7 @@
 #pragma once
 
+// displayListToJson: the machine-readable form of a display list.
+
 #include <nlohmann/json.hpp>
 #include <string_view>
 

@@ -1,5 +1,7 @@
 #pragma once
 
+// Font and the text enumerations: weight, alignment and truncation.
+
 #include <string_view>
 
 namespace km {

@@ -1,5 +1,7 @@
 #pragma once
 
+// Geometry value types: points, sizes, rectangles, angles and alignments.
+
 #include <algorithm>
 #include <cmath>
 #include <limits>

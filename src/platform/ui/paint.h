@@ -1,5 +1,7 @@
 #pragma once
 
+// Paint: a colour or a gradient, and stroke styles.
+
 #include <variant>
 #include <vector>
 

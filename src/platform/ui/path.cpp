@@ -1,3 +1,5 @@
+// Paths: building outlines, their length, trimming, transforms and bounds.
+
 #include "platform/ui/path.h"
 
 #include <algorithm>

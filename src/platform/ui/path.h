@@ -1,5 +1,7 @@
 #pragma once
 
+// Path: outlines of lines, arcs and curves.
+
 #include <variant>
 #include <vector>
 

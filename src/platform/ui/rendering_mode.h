@@ -1,5 +1,7 @@
 #pragma once
 
+// RenderingMode: how the phone treats a widget's colours.
+
 namespace km {
 
 // How the phone treats a widget's colours: as designed (home screen), tinted with the accent

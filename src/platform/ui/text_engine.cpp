@@ -55,20 +55,6 @@ int toPango(double points) {
 
 }  // namespace
 
-std::string_view fontWeightName(FontWeight weight) {
-  switch (weight) {
-    case FontWeight::regular:
-      return "regular";
-    case FontWeight::medium:
-      return "medium";
-    case FontWeight::semibold:
-      return "semibold";
-    case FontWeight::bold:
-      return "bold";
-  }
-  return "regular";
-}
-
 struct TextEngine::Impl {
   std::mutex mutex;
   PangoFontMap* fontMap = nullptr;

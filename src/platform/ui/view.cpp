@@ -1,3 +1,5 @@
+// Building view trees: the views and their modifiers.
+
 #include "platform/ui/view.h"
 
 #include <cmath>

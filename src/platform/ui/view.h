@@ -1,5 +1,7 @@
 #pragma once
 
+// View and Shape: the view tree the widgets build, with its modifiers.
+
 #include <functional>
 #include <memory>
 #include <optional>

@@ -1,3 +1,5 @@
+// Combining views' spacing preferences into the gaps of a stack.
+
 #include "platform/ui/view_spacing.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Widget and screen sizes and corner radii per phone model.
+
 #include "platform/widgetkit/family_size.h"
 
 namespace km {

@@ -1,5 +1,7 @@
 #pragma once
 
+// The phone models, and the size of each widget family on them.
+
 #include <optional>
 #include <string_view>
 

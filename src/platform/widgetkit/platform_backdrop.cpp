@@ -1,3 +1,5 @@
+// The home screen's backdrop behind a widget, per platform version.
+
 #include "platform/widgetkit/platform_backdrop.h"
 
 namespace km {

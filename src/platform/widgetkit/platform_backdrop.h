@@ -1,5 +1,7 @@
 #pragma once
 
+// platformBackdrop: what the home screen draws behind a widget.
+
 #include <optional>
 
 #include "platform/ui/paint.h"

@@ -1,3 +1,5 @@
+// The process's platform version and its parsing.
+
 #include "platform/widgetkit/platform_version.h"
 
 #include <atomic>

@@ -1,5 +1,7 @@
 #pragma once
 
+// PlatformVersion: the phone platform version the widgets run on.
+
 #include <optional>
 #include <string_view>
 

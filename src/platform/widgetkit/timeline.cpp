@@ -1,3 +1,5 @@
+// The names of the reload policies.
+
 #include "platform/widgetkit/timeline.h"
 
 namespace km {

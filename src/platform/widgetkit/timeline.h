@@ -1,5 +1,7 @@
 #pragma once
 
+// Timelines: entries with a reload policy, and what a provider is asked with.
+
 #include <optional>
 #include <string_view>
 #include <vector>

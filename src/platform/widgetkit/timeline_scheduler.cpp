@@ -1,3 +1,5 @@
+// Scheduling timelines: the entry shown, the next reload and when to wake.
+
 #include "platform/widgetkit/timeline_scheduler.h"
 
 #include <algorithm>

@@ -1,5 +1,7 @@
 #pragma once
 
+// TimelineScheduler: when each placed widget shows which entry and asks for the next timeline.
+
 #include <cstdint>
 #include <map>
 #include <optional>

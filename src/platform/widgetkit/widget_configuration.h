@@ -1,5 +1,7 @@
 #pragma once
 
+// WidgetConfiguration: what a widget tells the host about itself.
+
 #include <string>
 #include <vector>
 

@@ -1,5 +1,7 @@
 #pragma once
 
+// WidgetFamily: the sizes and lock-screen shapes a widget can be shown in.
+
 #include <array>
 #include <optional>
 #include <string_view>

@@ -1,5 +1,7 @@
 #pragma once
 
+// The widget framework's names of the rendering modes.
+
 #include <optional>
 #include <string_view>
 

@@ -1,3 +1,5 @@
+// The history widget's views: bars, goal line, week validity and labels.
+
 #include "widgets/home/medium_widget.h"
 
 #include <algorithm>

@@ -1,5 +1,7 @@
 #pragma once
 
+// MediumWidget: the medium history widget and its nested views.
+
 #include <string>
 #include <vector>
 

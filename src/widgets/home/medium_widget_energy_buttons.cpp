@@ -1,3 +1,5 @@
+// The energy-and-buttons widget's view.
+
 #include "widgets/home/medium_widget_energy_buttons.h"
 
 #include "components/button.h"

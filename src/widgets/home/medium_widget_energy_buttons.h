@@ -1,5 +1,7 @@
 #pragma once
 
+// MediumWidgetEnergyButtons: the energy ring beside four action buttons.
+
 #include "model/nutrition_entry.h"
 #include "platform/ui/view.h"
 

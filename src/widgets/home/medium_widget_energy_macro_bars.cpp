@@ -1,3 +1,5 @@
+// The energy-and-bars widget's view.
+
 #include "widgets/home/medium_widget_energy_macro_bars.h"
 
 #include "platform/widgetkit/platform_version.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// MediumWidgetEnergyMacroBars: the energy ring beside the three nutrient bars.
+
 #include "model/nutrition_entry.h"
 #include "platform/ui/view.h"
 

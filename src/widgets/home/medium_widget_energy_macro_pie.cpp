@@ -1,3 +1,5 @@
+// The energy-and-pie widget's view.
+
 #include "widgets/home/medium_widget_energy_macro_pie.h"
 
 #include "components/widget_background.h"

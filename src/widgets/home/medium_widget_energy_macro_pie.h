@@ -1,5 +1,7 @@
 #pragma once
 
+// MediumWidgetEnergyMacroPie: the energy ring beside the macro pie.
+
 #include "model/nutrition_entry.h"
 #include "platform/ui/view.h"
 

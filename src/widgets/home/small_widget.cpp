@@ -1,3 +1,5 @@
+// The small calorie widget's views and their figures.
+
 #include "widgets/home/small_widget.h"
 
 #include <cmath>

@@ -1,5 +1,7 @@
 #pragma once
 
+// SmallWidget: the small calorie widget and its nested views.
+
 #include <cstdint>
 #include <memory>
 #include <string>

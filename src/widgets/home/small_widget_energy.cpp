@@ -1,3 +1,5 @@
+// The small energy widget's ring, texts and view.
+
 #include "widgets/home/small_widget_energy.h"
 
 #include <cstdint>

@@ -1,5 +1,7 @@
 #pragma once
 
+// SmallWidgetEnergy: the small energy ring widget.
+
 #include "model/nutrition_entry.h"
 #include "platform/ui/view.h"
 

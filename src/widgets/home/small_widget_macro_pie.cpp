@@ -1,3 +1,5 @@
+// The macro pie's shares, arcs, labels and view.
+
 #include "widgets/home/small_widget_macro_pie.h"
 
 #include <cmath>

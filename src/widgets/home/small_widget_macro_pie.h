@@ -1,5 +1,7 @@
 #pragma once
 
+// SmallWidgetMacroPie: the small macro pie widget and its arithmetic.
+
 #include <cstdint>
 #include <string>
 

@@ -1,3 +1,5 @@
+// The three nutrient bars' view.
+
 #include "widgets/home/small_widget_macros.h"
 
 #include <optional>

@@ -1,5 +1,7 @@
 #pragma once
 
+// SmallWidgetMacros: the small widget of three nutrient bars.
+
 #include "model/nutrition_entry.h"
 #include "platform/ui/view.h"
 

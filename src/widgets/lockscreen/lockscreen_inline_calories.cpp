@@ -1,3 +1,5 @@
+// The inline widget's text and view.
+
 #include "widgets/lockscreen/lockscreen_inline_calories.h"
 
 #include <cstdint>

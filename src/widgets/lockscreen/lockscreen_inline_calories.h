@@ -1,5 +1,7 @@
 #pragma once
 
+// LockscreenInlineCalories: the one-line lock-screen energy widget.
+
 #include <string>
 
 #include "model/nutrition_entry.h"

@@ -1,3 +1,5 @@
+// The rectangular macros widget's shares and views.
+
 #include "widgets/lockscreen/lockscreen_medium_calories.h"
 
 #include <algorithm>

@@ -1,5 +1,7 @@
 #pragma once
 
+// LockscreenMediumCalories: the rectangular lock-screen macros widget and its nested views.
+
 #include <cstdint>
 #include <string>
 

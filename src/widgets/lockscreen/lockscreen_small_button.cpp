@@ -1,3 +1,5 @@
+// The round action button's view.
+
 #include "widgets/lockscreen/lockscreen_small_button.h"
 
 #include "components/widget_background.h"

@@ -1,5 +1,7 @@
 #pragma once
 
+// LockscreenSmallButton: a round lock-screen action button.
+
 #include <string>
 
 #include "model/nutrition_entry.h"

@@ -1,3 +1,5 @@
+// The round energy gauge's view, below and past the goal.
+
 #include "widgets/lockscreen/lockscreen_small_calories.h"
 
 #include <algorithm>

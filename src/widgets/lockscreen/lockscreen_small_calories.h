@@ -1,5 +1,7 @@
 #pragma once
 
+// LockscreenSmallCalories: the round lock-screen energy gauge.
+
 #include <cstdint>
 #include <optional>
 #include <string>

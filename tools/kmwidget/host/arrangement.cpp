@@ -1,3 +1,5 @@
+// The host's arrangement: placing, moving and removing widgets, saved as JSON.
+
 #include "kmwidget/host/arrangement.h"
 
 #include <algorithm>

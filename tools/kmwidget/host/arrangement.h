@@ -1,5 +1,7 @@
 #pragma once
 
+// Arrangement: the widgets on the host's screens and the page's settings.
+
 #include <cstdint>
 #include <optional>
 #include <string>

@@ -1,3 +1,5 @@
+// The host's HTTP server on libmicrohttpd: requests, answers and the server-sent event stream.
+
 #include "kmwidget/host/http_server.h"
 
 #include <arpa/inet.h>

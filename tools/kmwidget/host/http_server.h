@@ -1,5 +1,7 @@
 #pragma once
 
+// HttpServer: the live host's loopback HTTP server with a server-sent event stream.
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>

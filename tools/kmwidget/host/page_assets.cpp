@@ -1,3 +1,5 @@
+// Serving the page's built-in files.
+
 #include "kmwidget/host/page_assets.h"
 
 #include "kmwidget/host/page_files.h"

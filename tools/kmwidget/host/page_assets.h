@@ -1,5 +1,7 @@
 #pragma once
 
+// pageAsset: the host page's files, built into the program.
+
 #include <string_view>
 
 #include "kmwidget/host/http_server.h"

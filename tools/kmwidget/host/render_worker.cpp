@@ -1,3 +1,5 @@
+// Render worker processes: the framed protocol, the pool and the worker's loop.
+
 #include "kmwidget/host/render_worker.h"
 
 #include <fcntl.h>

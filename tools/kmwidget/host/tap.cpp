@@ -1,3 +1,5 @@
+// Finding the link under a tap in a tile's display list.
+
 #include "kmwidget/host/tap.h"
 
 #include <nlohmann/json.hpp>

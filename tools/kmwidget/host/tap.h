@@ -1,5 +1,7 @@
 #pragma once
 
+// urlAtPoint: what a tap on a tile opens.
+
 #include <optional>
 #include <string>
 

@@ -1,5 +1,7 @@
 #pragma once
 
+// The live widget host: its options, running it, and asking a running host to reload.
+
 #include <cstdint>
 #include <iosfwd>
 #include <optional>

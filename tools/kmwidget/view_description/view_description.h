@@ -1,5 +1,7 @@
 #pragma once
 
+// Reading a view tree written as JSON: the format's contract and its two entry points.
+
 #include <nlohmann/json.hpp>
 #include <string_view>
 
