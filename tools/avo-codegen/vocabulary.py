@@ -12,11 +12,9 @@ Enumerations are dense and in plan order, so raw values are tables indexed by ca
 
 import re
 
-# Declared here because the vocabulary is checked first; generate.py raises it too.
-
 
 class PlanError(Exception):
-    pass
+    """A plan or vocabulary the generator refuses; the message names what is wrong."""
 
 
 NAMESPACE = "km"
@@ -174,23 +172,34 @@ def field_type(type_name, scope=""):
     return scope + type_name
 
 
+HEADER_TOP = """\
+#pragma once
+
+// The closed vocabularies of the tracking plan: what event functions put on the wire.
+//
+// Every enumeration lists its cases in plan order and has a string raw value; rawValue() and
+// fromRawValue<E>() convert both ways (exact, case-sensitive match), allCases<E>() lists the
+// cases in order. Case names that are C++ keywords (or reserved by the plan) carry a trailing
+// underscore, which is not part of the raw value. All functions are pure and safe to call from
+// any thread.
+
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace km::avo {
+
+template <typename E>
+std::optional<E> fromRawValue(std::string_view raw);
+
+template <typename E>
+std::span<const E> allCases();
+"""
+
+
 def gen_header(vocabulary):
-    out = [HEADER, "#pragma once\n\n",
-           "// The closed vocabularies of the tracking plan: what event functions put on the wire.\n"
-           "//\n"
-           "// Every enumeration lists its cases in plan order and has a string raw value; "
-           "rawValue() and\n"
-           "// fromRawValue<E>() convert both ways (exact, case-sensitive match), allCases<E>() "
-           "lists the\n"
-           "// cases in order. Case names that are C++ keywords (or reserved in the plan) carry a "
-           "trailing\n"
-           "// underscore, which is not part of the raw value. All functions are pure and safe to "
-           "call\n"
-           "// from any thread.\n\n",
-           "#include <optional>\n#include <span>\n#include <string>\n#include <string_view>\n\n",
-           "namespace km::avo {\n\n",
-           "template <typename E>\nstd::optional<E> fromRawValue(std::string_view raw);\n\n",
-           "template <typename E>\nstd::span<const E> allCases();\n"]
+    out = [HEADER, HEADER_TOP]
     for e in vocabulary.enumerations.values():
         out.append("\n")
         if e.comment:
@@ -288,8 +297,7 @@ def gen_source(vocabulary):
 
 
 def gen_class_names(vocabulary):
-    out = [HEADER, "// The plan's vocabulary inside class Avo, reachable as Avo::Widget, Avo::Market, "
-           "... as well as\n// km::avo::...\n"]
+    out = [HEADER, "// The plan's vocabulary inside class Avo: Avo::Market is km::avo::Market.\n"]
     out.extend(f"using {name} = avo::{name};\n" for name in vocabulary.enumerations)
     namespaces = {}
     for s in vocabulary.structures.values():
@@ -319,7 +327,8 @@ def gen_structures_header(vocabulary):
         keys = ", ".join(wire for wire, _, _ in s.fields)
         out.append("\n" + comment_lines(f"{{{keys}}}"))
         out.append(f"AvoValue toAvoValue(const {t}& value);\n")
-        out.append(f"{t} readAvoStructure(\n    const AvoJsonArgs& fields, std::type_identity<{t}>);\n")
+        out.append(f"{t} readAvoStructure(\n"
+                   f"    const AvoJsonArgs& fields, std::type_identity<{t}>);\n")
     out.append(f"\n}}  // namespace {NAMESPACE}\n")
     return "".join(out)
 
@@ -339,7 +348,8 @@ def gen_structures_source(vocabulary):
             else:
                 out.append(f'  fields.set("{wire}", toAvoValue(value.{name}));\n')
         out.append("  return AvoValue(std::move(fields));\n}\n")
-        out.append(f"\n{t} readAvoStructure(\n    const AvoJsonArgs& fields, std::type_identity<{t}>) {{\n"
+        out.append(f"\n{t} readAvoStructure(\n"
+                   f"    const AvoJsonArgs& fields, std::type_identity<{t}>) {{\n"
                    f"  {t} value{{}};\n")
         for wire, name, type_name in s.fields:
             out.append(f"  value.{name} =\n"
