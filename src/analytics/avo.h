@@ -6,10 +6,10 @@
 // debugger object, and reports their shape to an inspector object and to the inspector service.
 // It is built once by the host and lives as long as the host keeps it (not copyable, not movable:
 // event code holds on to it). It does no locking of its own: events only read the client, so
-// they may run on several threads at once as long as nobody writes ENV_, NOOP_ or
-// avoLogger meanwhile; the destination, logger, debugger and inspector are then called
-// concurrently and must guard themselves. Reports to the inspector service never block: they
-// are queued for a background worker.
+// they may run on several threads at once as long as nobody writes ENV_, NOOP_ or avoLogger
+// meanwhile; the destination, logger, debugger and inspector are then called concurrently and
+// must guard themselves. Reports to the inspector service never block: they are queued for a
+// background worker.
 
 #include <memory>
 #include <span>
