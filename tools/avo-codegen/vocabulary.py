@@ -136,7 +136,8 @@ class Vocabulary:
             wire, type_name = field.get("name"), field.get("type")
             if not isinstance(wire, str) or not FIELD_RE.match(wire):
                 raise PlanError(f"{where}: field name {wire!r} is not lower_snake_case")
-            if type_name not in FIELD_PRIMITIVES and type_name.rstrip("?") not in self.enumerations:
+            if not isinstance(type_name, str) or (type_name not in FIELD_PRIMITIVES and
+                                                  type_name.rstrip("?") not in self.enumerations):
                 raise PlanError(f"{where}: field {wire!r} has unknown type {type_name!r}")
             if any(wire == known for known, _, _ in fields):
                 raise PlanError(f"{where}: field {wire!r} appears twice")
