@@ -281,7 +281,7 @@ def configure() -> None:
         if shutil.which("ccache") else []
     linker = ["-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=lld"] if shutil.which("ld.lld") else []
     subprocess.run(["cmake", "-S", str(TREE), "-B", str(BUILD), "-G", "Ninja",
-                    "-DCMAKE_BUILD_TYPE=Debug", "-DKM_SANITIZE=", "-DKM_BUILD_TESTS=ON",
+                    "-DCMAKE_BUILD_TYPE=Debug", "-DKM_SANITIZE=", "-DBUILD_TESTING=ON",
                     "-DKM_BUILD_BENCH=OFF",
                     # Listing the tests at build time would run every binary after each link.
                     "-DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST", *launcher, *linker],
