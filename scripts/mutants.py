@@ -24,6 +24,7 @@ from __future__ import annotations
 
 import argparse
 import fnmatch
+import functools
 import io
 import json
 import os
@@ -368,19 +369,29 @@ def test_sources(binary: str) -> set[str]:
     return found
 
 
+@functools.lru_cache(maxsize=None)
 def file_at(rev: str, rel: str) -> bytes | None:
     r = subprocess.run(["git", "show", f"{rev}:{rel}"], cwd=ROOT, capture_output=True)
     return r.stdout if r.returncode == 0 else None
 
 
-def carry_from(path: Path, sample: list, binaries: list[str]) -> dict[tuple, dict]:
+@functools.lru_cache(maxsize=None)
+def files_at(rev: str, folder: str) -> list[str]:
+    return subprocess.run(["git", "ls-tree", "-r", "--name-only", rev, folder], cwd=ROOT,
+                          check=True, capture_output=True, text=True).stdout.splitlines()
+
+
+def carry_from(path: Path, sample: list, binaries: list[str]) -> tuple[dict, dict, set[str]]:
     """Verdicts of an earlier run that cannot change: the same mutant, the same product code,
-    and a killing binary built from the same test sources kills it again."""
+    and a killing binary built from the same test sources kills it again. Also returns the
+    earlier survivors and the binaries whose test sources are unchanged: such a binary passed
+    on that survivor before and, the tests being deterministic, passes again, so only the
+    changed binaries need to run on it."""
     earlier = json.loads(path.read_text())
     rev = earlier.get("rev")
     if not rev:
         print(f"{path} names no --rev; nothing carried over", file=sys.stderr)
-        return {}
+        return {}, {}, set()
     old = subprocess.run(["git", "archive", "--format=tar", rev, "src", "tools"], cwd=ROOT,
                          check=True, capture_output=True).stdout
     product = {}
@@ -392,21 +403,31 @@ def carry_from(path: Path, sample: list, binaries: list[str]) -> dict[tuple, dic
     if product != now:
         print("the product code differs from the earlier run; nothing carried over",
               file=sys.stderr)
-        return {}
+        return {}, {}, set()
     same = set()
     for b in binaries:
         sources = test_sources(b)
+        # Tests also read data at run time (case tables, scenarios, goldens): every file in the
+        # folders of its sources and the shared fixture folders counts as one of its inputs.
+        folders = {str(Path(f).parent) + "/" for f in sources} | {"tests/golden/", "tests/fixtures/"}
+        data = {f for f in SNAPSHOT if f.startswith(tuple(folders))}
+        data |= {f for f in files_at(rev, "tests") if f.startswith(tuple(folders))}
+        sources |= data
         if sources and all(file_at(rev, f) == SNAPSHOT.get(f) for f in sources):
             same.add(Path(b).name)
     keys = {m.key() for m in sample}
-    out = {}
+    out, survived = {}, {}
     for r in earlier["results"]:
         k = (r["file"], r["line"], r["op"], r["after"])
-        if k in keys and r["verdict"] in ("killed", "timed out", "not compiled") and \
+        if k not in keys:
+            continue
+        if r["verdict"] in ("killed", "timed out", "not compiled") and \
                 (r["verdict"] == "not compiled" or r["by"] in same):
             out[k] = {**r, "carried": True}
+        elif r["verdict"] == "survived":
+            survived[k] = r
     print("test binaries unchanged since " + rev + ": " + ", ".join(sorted(same)), flush=True)
-    return out
+    return out, survived, same
 
 
 # ---------------------------------------------------------------------------------------------
@@ -472,8 +493,9 @@ def main() -> int:
                          "added since)")
     ap.add_argument("--carry-from", type=Path, metavar="JSON",
                     help="carry over this earlier run's killed and timed-out verdicts whose "
-                         "killing test binary has byte-identical test sources now, when the "
-                         "product code (src/, tools/) is identical too")
+                         "killing test binary has byte-identical test sources and data now, "
+                         "when the product code (src/, tools/) is identical too; on its "
+                         "survivors run only the test binaries that changed")
     ap.add_argument("--work", type=Path, default=WORK,
                     help="scratch folder for the tree copy and its build (default build/mutants)")
     args = ap.parse_args()
@@ -532,9 +554,12 @@ def main() -> int:
     print("clean run: " + ", ".join(f"{Path(b).name} {s:.1f}s" for b, s in durations.items()),
           flush=True)
     covering = binaries_by_source(binaries)
+    earlier_survivors, unchanged = {}, set()
     if args.carry_from:
-        carried.update(carry_from(args.carry_from, sample, binaries))
-        print(f"carried over {len(carried)} verdicts from {args.carry_from}", flush=True)
+        kept, earlier_survivors, unchanged = carry_from(args.carry_from, sample, binaries)
+        carried.update(kept)
+        print(f"carried over {len(carried)} verdicts from {args.carry_from}; "
+              f"{len(earlier_survivors)} earlier survivors meet only changed binaries", flush=True)
 
     results = []
     counts = {k: 0 for k in ("killed", "timed out", "survived", "not compiled", "no tests",
@@ -547,6 +572,12 @@ def main() -> int:
                 results.append(carried[m.key()])
                 continue
             bins = order_binaries(m.file, covering.get(m.file, []), durations)
+            if m.key() in earlier_survivors:
+                bins = [b for b in bins if Path(b).name not in unchanged]
+                if not bins:
+                    counts["survived"] += 1
+                    results.append({**earlier_survivors[m.key()], "carried": True})
+                    continue
             if not bins:
                 verdict, by, secs = "no tests", "", 0.0
             else:
