@@ -54,7 +54,7 @@ def set_work(folder: Path) -> None:
 
 DEFAULT_FILES = [
     "src/model", "src/resources", "src/components", "src/widgets", "src/host",
-    "src/platform/ui/layout.cpp", "src/platform/foundation", "src/analytics",
+    "src/platform/ui/layout", "src/platform/foundation", "src/analytics",
 ]
 
 

@@ -17,37 +17,44 @@ namespace km::testing {
 struct DestinationCall {
   std::string operation;
   std::vector<std::string> arguments;
-  bool operator==(const DestinationCall&) const = default;
 };
+
+// The doubles may also write their calls to one journal they share, which shows the order of
+// effects across them.
+using Journal = std::vector<std::string>;
 
 class RecordingDestination : public AvoCustomDestination {
  public:
   std::vector<DestinationCall> calls;
+  Journal* journal = nullptr;
 
   void setEnvironment(AvoEnv env) override {
-    calls.push_back({"setEnvironment", {std::string(envName(env))}});
+    record({"setEnvironment", {std::string(envName(env))}});
   }
   void make(AvoEnv env, std::optional<std::string> apiKey) override {
-    calls.push_back({"make", {std::string(envName(env)), apiKey.value_or("<none>")}});
+    record({"make", {std::string(envName(env)), apiKey.value_or("<none>")}});
   }
   void logEvent(const std::string& eventName, const AvoDictionary& properties) override {
-    calls.push_back({"logEvent", {eventName, describe(properties)}});
+    record({"logEvent", {eventName, describe(properties)}});
   }
   void setUserProperties(const std::string& userId, const AvoDictionary& properties) override {
-    calls.push_back({"setUserProperties", {userId, describe(properties)}});
+    record({"setUserProperties", {userId, describe(properties)}});
   }
-  void identify(const std::string& userId) override { calls.push_back({"identify", {userId}}); }
-  void unidentify() override { calls.push_back({"unidentify", {}}); }
+  void identify(const std::string& userId) override { record({"identify", {userId}}); }
+  void unidentify() override { record({"unidentify", {}}); }
   void setUserPropertiesOnce(const std::string& userId, const AvoDictionary& properties) override {
-    calls.push_back({"setUserPropertiesOnce", {userId, describe(properties)}});
+    record({"setUserPropertiesOnce", {userId, describe(properties)}});
   }
-  void flush() override { calls.push_back({"flush", {}}); }
+  void flush() override { record({"flush", {}}); }
 
-  int count(const std::string& operation) const {
-    int n = 0;
-    for (const auto& call : calls)
-      n += call.operation == operation ? 1 : 0;
-    return n;
+  void record(DestinationCall call) {
+    if (journal) {
+      std::string entry = "destination " + call.operation;
+      for (const std::string& argument : call.arguments)
+        entry += " " + argument;
+      journal->push_back(entry);
+    }
+    calls.push_back(std::move(call));
   }
 };
 
@@ -55,7 +62,6 @@ struct LoggerCall {
   std::string level;
   bool isDev;
   std::string message;
-  bool operator==(const LoggerCall&) const = default;
 };
 
 class RecordingLogger : public AvoLogger {
@@ -91,22 +97,17 @@ class FakeObject : public DynamicObject {
   explicit FakeObject(std::map<std::string, AvoValue> answers) : answers_(std::move(answers)) {}
 
   std::vector<PerformedCall> performed;
+  std::string name;
+  Journal* journal = nullptr;
 
   bool respondsTo(std::string_view selector) const override {
     return answers_.count(std::string(selector)) != 0;
   }
   AvoValue perform(std::string_view selector, std::span<const AvoValue> args) override {
     performed.push_back({std::string(selector), {args.begin(), args.end()}});
+    if (journal) journal->push_back(name + " " + std::string(selector));
     auto it = answers_.find(std::string(selector));
     return it == answers_.end() ? AvoValue() : it->second;
-  }
-
-  std::vector<PerformedCall> calls(std::string_view selector) const {
-    std::vector<PerformedCall> matching;
-    for (const auto& call : performed) {
-      if (call.selector == selector) matching.push_back(call);
-    }
-    return matching;
   }
 
  private:

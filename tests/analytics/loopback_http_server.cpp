@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <sstream>
 #include <stdexcept>
 
 namespace km::testing {
@@ -127,23 +128,17 @@ bool LoopbackHttpServer::handle(int fd, std::string& data) {
     data.append(buffer, static_cast<std::size_t>(n));
   }
 
+  // The request line, then "Name: value" lines.
   ReceivedRequest request;
-  const std::string head = data.substr(0, headerEnd);
-  std::size_t lineEnd = head.find("\r\n");
-  const std::string requestLine = head.substr(0, lineEnd);
-  const auto firstSpace = requestLine.find(' ');
-  const auto secondSpace = requestLine.find(' ', firstSpace + 1);
-  request.method = requestLine.substr(0, firstSpace);
-  request.path = requestLine.substr(firstSpace + 1, secondSpace - firstSpace - 1);
-  while (lineEnd != std::string::npos && lineEnd < head.size()) {
-    const std::size_t start = lineEnd + 2;
-    lineEnd = head.find("\r\n", start);
-    const std::string line =
-        head.substr(start, lineEnd == std::string::npos ? std::string::npos : lineEnd - start);
+  std::istringstream head(data.substr(0, headerEnd));
+  std::string version, line;
+  head >> request.method >> request.path >> version;
+  while (std::getline(head, line)) {
     const auto colon = line.find(':');
     if (colon == std::string::npos) continue;
     std::string value = line.substr(colon + 1);
     value.erase(0, value.find_first_not_of(' '));
+    if (!value.empty() && value.back() == '\r') value.pop_back();
     request.headers.emplace_back(lower(line.substr(0, colon)), value);
   }
   request.body = data.substr(headerEnd + 4, contentLength);

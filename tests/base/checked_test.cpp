@@ -5,7 +5,9 @@
 #include <cmath>
 #include <limits>
 
+#include "base/case_table.h"
 #include "base/fatal_error.h"
+#include "base/message_text.h"
 
 namespace km {
 namespace {
@@ -13,39 +15,32 @@ namespace {
 constexpr double kInf = std::numeric_limits<double>::infinity();
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-struct Int32Case {
-  double in;
-  std::optional<std::int32_t> out;
-};
+using km::testing::Json;
 
-TEST(CheckedTest, Int32TruncatesTowardZeroAndRejectsWhatDoesNotFit) {
-  const Int32Case cases[] = {
-      {0.0, 0},
-      {1.9, 1},
-      {-1.9, -1},
-      {-0.5, 0},
-      {2147483647.0, 2147483647},
-      {2147483647.9, 2147483647},
-      {2147483648.0, std::nullopt},
-      {-2147483648.0, -2147483648},
-      {-2147483648.9, -2147483648},
-      {-2147483649.0, std::nullopt},
-      {3e9, std::nullopt},
-      {kInf, std::nullopt},
-      {-kInf, std::nullopt},
-      {kNaN, std::nullopt},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(tryInt32(c.in), c.out) << c.in;
-  }
+double number(const Json& value) {
+  if (value.is_number()) return value.get<double>();
+  const std::string name = value;
+  return name == "nan" ? kNaN : name == "inf" ? kInf : -kInf;
 }
 
-TEST(CheckedTest, Int64BoundsAreExact) {
-  EXPECT_EQ(tryInt64(9223372036854774784.0), 9223372036854774784LL);  // largest double < 2^63
-  EXPECT_EQ(tryInt64(9223372036854775808.0), std::nullopt);           // 2^63
-  EXPECT_EQ(tryInt64(-9223372036854775808.0), std::numeric_limits<std::int64_t>::min());
-  EXPECT_EQ(tryInt64(-1e19), std::nullopt);
-  EXPECT_EQ(tryInt64(1300.75), 1300);
+Json optional(auto value) {
+  return value ? Json(*value) : Json();
+}
+
+TEST(CheckedTest, ConversionsTruncateTowardZeroAndRejectWhatDoesNotFit) {
+  const Json cases = km::testing::loadCases("base/cases.json");
+  km::testing::checkRows(cases, "tryInt32",
+                         [](const Json& in) { return optional(tryInt32(number(in))); });
+  km::testing::checkRows(cases, "tryInt64",
+                         [](const Json& in) { return optional(tryInt64(number(in))); });
+  km::testing::checkRows(cases, "echoedInput", [](const Json& in) {
+    std::string text;
+    for (int i = 0; i < in[1].get<int>(); ++i)
+      text += in[0].get<std::string>();
+    return echoedInput(text);
+  });
+  km::testing::checkRows(cases, "shortestNumber",
+                         [](const Json& in) { return shortestNumber(number(in)); });
 }
 
 using CheckedDeathTest = ::testing::Test;

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <limits>
 
+#include "base/case_table.h"
 #include "platform/foundation/process_settings.h"
 
 namespace km {
@@ -22,35 +23,23 @@ struct FakeRealTime {
 };
 
 TEST(ClockTest, WidgetTimeRunsAtItsSpeedFromItsStart) {
-  struct Case {
-    std::optional<double> start;  // nullopt: the process's now
-    double speed;
-    milliseconds realElapsed;
-    double widgetElapsed;  // seconds
-  } cases[] = {
-      {0, 1, milliseconds(0), 0},         {800'000'000, 1, milliseconds(1500), 1.5},
-      {800'000'000, 60, seconds(2), 120}, {800'000'000, 0.5, seconds(10), 5},
-      {-100, 3600, seconds(24), 86400},   {std::nullopt, 10, seconds(3), 30},
-  };
   const ScopedNow processNow(Date{777'000'000});
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.speed);
+  const auto cases = km::testing::loadCases("foundation/cases.json");
+  km::testing::checkRows(cases, "clock", [](const km::testing::Json& in) -> km::testing::Json {
     FakeRealTime real;
-    const Clock clock(c.start ? std::optional(Date{*c.start}) : std::nullopt, c.speed,
-                      real.source());
-    const Date start = c.start ? Date{*c.start} : Date{777'000'000};
-    EXPECT_EQ(clock.speed(), c.speed);
-    const Clock::RealTime origin = real.now;
-    real.now += c.realElapsed;
-    const Date expected = start.addingTimeInterval(c.widgetElapsed);
-    EXPECT_DOUBLE_EQ(clock.now().timeIntervalSinceReferenceDate,
-                     expected.timeIntervalSinceReferenceDate);
-    EXPECT_DOUBLE_EQ(clock.at(origin + c.realElapsed).timeIntervalSinceReferenceDate,
-                     expected.timeIntervalSinceReferenceDate);
-    // And back: the real moment at which that widget time comes, within a microsecond.
-    const auto back = clock.realTimeAt(expected) - (origin + c.realElapsed);
-    EXPECT_LE(std::abs(std::chrono::duration<double>(back).count()), 1e-6);
-  }
+    const auto start = in[0].is_null() ? std::nullopt : std::optional(Date{in[0].get<double>()});
+    const Clock clock(start, in[1].get<double>(), real.source());
+    real.now += milliseconds(in[2].get<int>());
+    const double elapsed = clock.now().timeIntervalSinceReferenceDate -
+                           start.value_or(Date{777'000'000}).timeIntervalSinceReferenceDate;
+    // The same moment asked for directly, and back: the real moment at which that widget time
+    // comes, within a microsecond.
+    const Date now = clock.now();
+    if (clock.at(real.now) != now || clock.speed() != in[1].get<double>()) return "inconsistent";
+    const auto back = clock.realTimeAt(now) - real.now;
+    if (std::abs(std::chrono::duration<double>(back).count()) > 1e-6) return "not reversible";
+    return elapsed;
+  });
 }
 
 TEST(ClockTest, FarDatesSaturateInsteadOfOverflowing) {

@@ -6,6 +6,7 @@
 #include <sstream>
 #include <thread>
 
+#include "base/case_table.h"
 #include "fixtures/temp_dir.h"
 #include "platform/foundation/bundle.h"
 #include "platform/foundation/calendar.h"
@@ -20,63 +21,111 @@
 namespace km {
 namespace {
 
+using km::testing::Json;
 using km::testing::TempDir;
 
-TEST(DateTest, ISO8601ParsesOffsetsAndLocalTimes) {
-  ScopedTimeZone zone("Europe/Berlin");
-  // Expected values computed independently (Python's datetime), seconds since 2001-01-01 UTC.
-  struct Case {
-    const char* text;
-    std::optional<double> want;
-  } cases[] = {
-      {"2001-01-01T00:00:00Z", 0.0},
-      {"2026-03-01T23:30:00+01:00", 794097000.0},
-      {"2026-03-01T23:30:00+0100", 794097000.0},
-      {"2026-03-01T22:30:00Z", 794097000.0},
-      {"2026-03-01T23:30:00", 794097000.0},  // local to Europe/Berlin (CET)
-      {"2026-03-01T23:30", 794097000.0},
-      {"1999-12-31T23:59:59.250-05:30", -31602600.75},
-      // Past a century year that is not a leap year, at and after its first hundred years.
-      {"2100-03-01T00:00:00Z", 3129235200.0},
-      {"2101-03-01T00:00:00Z", 3160771200.0},
-      {"2026-02-29T00:00:00Z", std::nullopt},  // not a leap year
-      {"2026-03-01", std::nullopt},
-      {"2026-03-01T24:00:00Z", std::nullopt},
-      {"2026-03-01T23:30:00+24:00", std::nullopt},
-      {"2026-03-01T23:30:00+01:00x", std::nullopt},
-      {"yesterday", std::nullopt},
-      // Moments must have a four-digit year in UTC, so that they can be written back.
-      {"9999-12-31T23:59:59Z", 252423993599.0},
-      {"9999-12-31T23:59:59-23:59", std::nullopt},
-      {"0000-01-01T00:00:00+00:01", std::nullopt},
-      {"1013-06-29T02:30:00", -31162833000.0 + 392},  // Berlin local mean time, +00:53:28
-  };
-  for (const auto& c : cases) {
-    auto got = parseISO8601(c.text);
-    ASSERT_EQ(got.has_value(), c.want.has_value()) << c.text;
-    if (got) {
-      EXPECT_DOUBLE_EQ(got->timeIntervalSinceReferenceDate, *c.want) << c.text;
-    }
+// Writes the events back as compact text, so a case can state the whole parse in one string.
+class EchoHandler final : public JsonHandler {
+ public:
+  std::string out;
+  bool null() override { return put("null"); }
+  bool boolean(bool v) override { return put(v ? "true" : "false"); }
+  bool integer(std::int64_t v) override { return put("i" + std::to_string(v)); }
+  bool unsignedInteger(std::uint64_t v) override { return put("u" + std::to_string(v)); }
+  bool floating(double v) override {
+    std::ostringstream s;
+    s << 'd' << v;
+    return put(s.str());
   }
+  bool string(std::string_view v) override { return put("'" + std::string(v) + "'"); }
+  bool startObject() override { return put("{"); }
+  bool key(std::string_view v) override { return put("<" + std::string(v) + ">"); }
+  bool endObject() override { return put("}"); }
+  bool startArray() override { return put("["); }
+  bool endArray() override { return put("]"); }
+
+ private:
+  bool put(const std::string& s) {
+    out += s;
+    out += ' ';
+    return true;
+  }
+};
+
+Json moment(const Json& iso) {
+  const auto date = parseISO8601(iso.get<std::string>());
+  return date ? Json(date->timeIntervalSinceReferenceDate) : Json();
 }
 
-TEST(DateTest, ISO8601FormatsWithTheZoneOffsetAtThatMoment) {
-  struct Case {
-    double since2001;
-    const char* zone;
-    const char* want;
-  } cases[] = {
-      {794097000.0, "Europe/Berlin", "2026-03-01T23:30:00+01:00"},
-      {794097000.0, "UTC", "2026-03-01T22:30:00Z"},
-      {794097000.0, "America/St_Johns", "2026-03-01T19:00:00-03:30"},
-      {796437000.0 + 3600, "Europe/Berlin", "2026-03-29T03:30:00+02:00"},  // after the change
-      {-31602600.75, "Asia/Kolkata", "2000-01-01T10:59:59.250+05:30"},
-      // Proleptic Gregorian before 1582, as the parser reads it (not the Julian calendar).
-      {-31162833000.0, "UTC", "1013-06-29T01:30:00Z"},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(formatISO8601(Date{c.since2001}, c.zone), c.want) << c.zone;
-  }
+TEST(FoundationCasesTest, EveryTableOfCasesHolds) {
+  const Json cases = km::testing::loadCases("foundation/cases.json");
+  using km::testing::checkRows;
+  checkRows(cases, "iso8601.parse", [](const Json& in) {
+    ScopedTimeZone zone("Europe/Berlin");
+    return moment(in);
+  });
+  checkRows(cases, "iso8601.format", [](const Json& in) {
+    return formatISO8601(Date{in[0].get<double>()}, in[1].get<std::string>());
+  });
+  checkRows(cases, "strings", [](const Json& in) {
+    auto table = parseStringsTable(km::testing::text(in), "t.strings");
+    return table.ok() ? Json(*table) : Json(table.error().message);
+  });
+  auto bundle = Bundle::atPath(km::testing::fixtureBundlePath());
+  ASSERT_TRUE(bundle);
+  EXPECT_EQ(bundle->localizations(), (std::vector<std::string>{"broken", "de", "en", "pt-BR"}));
+  checkRows(cases, "bundle.lookup", [&](const Json& in) {
+    ScopedPreferredLanguages languages(in[0].get<std::vector<std::string>>());
+    return bundle->localizedString(in[1].get<std::string>(), in[2].get<std::string>(),
+                                   in[3].get<std::string>());
+  });
+  const Calendar berlin("Europe/Berlin", "de_DE");
+  checkRows(cases, "calendar.addHours", [&](const Json& in) {
+    const Date start = *parseISO8601(in[0].get<std::string>());
+    const auto end = berlin.addingHours(start, in[1].get<int>());
+    return end ? Json{formatISO8601(*end, "Europe/Berlin"),
+                      end->timeIntervalSinceReferenceDate - start.timeIntervalSinceReferenceDate}
+               : Json();
+  });
+  EXPECT_EQ(berlin.addingHours(Date{std::nan("")}, 1), std::nullopt);
+  checkRows(cases, "calendar.day", [](const Json& in) {
+    const std::string zone = in[0];
+    const Calendar calendar(zone, "en_US");
+    const Date date = *parseISO8601(in[1].get<std::string>());
+    return Json{calendar.weekday(date), calendar.dayOfMonth(date),
+                formatISO8601(calendar.startOfDay(date), zone)};
+  });
+  checkRows(cases, "calendar.today", [&](const Json& in) {
+    ScopedNow now(*parseISO8601("2026-03-01T23:30:00+01:00"));
+    return berlin.isDateInToday(*parseISO8601(in.get<std::string>()));
+  });
+  checkRows(cases, "calendar.week", [](const Json& in) {
+    const Calendar calendar("UTC", in.get<std::string>());
+    return Json{calendar.firstWeekday(), calendar.veryShortStandaloneWeekdaySymbols()};
+  });
+  checkRows(cases, "text.case", [](const Json& in) {
+    const std::string mapping = in[0], text = in[1], language = in[2];
+    if (mapping == "capitalized") return capitalized(text, language);
+    return mapping == "lowercased" ? lowercased(text, language) : uppercased(text, language);
+  });
+  checkRows(cases, "text.graphemes",
+            [](const Json& in) { return graphemeCount(in.get<std::string>()); });
+  checkRows(cases, "text.rightToLeft",
+            [](const Json& in) { return isRightToLeftLanguage(in.get<std::string>()); });
+  checkRows(cases, "url.valid", [](const Json& in) {
+    const std::string text = in;
+    const bool valid = isValidURL(text);
+    return valid == URL::fromString(text).has_value() ? Json(valid) : Json("disagree");
+  });
+  EXPECT_EQ(URL::fromString("kalomate://x")->scheme(), "kalomate");
+  checkRows(cases, "json.read", [](const Json& in) {
+    EchoHandler h;
+    const auto error = parseJson(km::testing::text(in), h);
+    return error ? Json{{"error", *error}} : Json(h.out);
+  });
+  EchoHandler h;
+  EXPECT_EQ(parseJson(std::string(600, '[') + std::string(600, ']'), h).value_or("(valid)"),
+            "line 1, column 513: nesting too deep");
 }
 
 TEST(ProcessSettingsTest, FixedNowAndZoneAreScopedAndRestored) {
@@ -91,86 +140,6 @@ TEST(ProcessSettingsTest, FixedNowAndZoneAreScopedAndRestored) {
   EXPECT_NE(now().timeIntervalSinceReferenceDate, 1000);
   EXPECT_FALSE(isKnownTimeZone("Mars/Olympus_Mons"));
   EXPECT_DEATH(ScopedTimeZone("Mars/Olympus_Mons"), "Fatal error: unknown time zone");
-}
-
-TEST(StringsTableTest, ParsesPairsCommentsAndEscapes) {
-  const std::string text =
-      "/* a block\n comment */\n"
-      "\"plain\" = \"Plain text\";\n"
-      "// a line comment\n"
-      "\"escapes\" = \"a\\nb\\tc\\\"d\\\\e\\'f\";\n"
-      "\"unicode\" = \"\\U00e9\\u20AC\\UD83D\\UDE00\";\n"
-      "\"octal\" = \"\\101\\060\";\n"
-      "unquoted = word;\n"
-      "\"ü-key\"=\"raw UTF-8 ✓\";\n"
-      "\"dup\" = \"first\"; \"dup\" = \"second\";\n"
-      "\"self\";\n";
-  auto table = parseStringsTable(text, "t.strings");
-  ASSERT_TRUE(table.ok()) << table.error().message;
-  const std::pair<const char*, const char*> want[] = {
-      {"plain", "Plain text"},
-      {"escapes", "a\nb\tc\"d\\e'f"},
-      {"unicode", "\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80"},
-      {"octal", "A0"},
-      {"unquoted", "word"},
-      {"\xC3\xBC-key", "raw UTF-8 \xE2\x9C\x93"},
-      {"dup", "second"},
-      {"self", "self"},
-  };
-  EXPECT_EQ(table->size(), std::size(want));
-  for (const auto& [key, value] : want) {
-    auto it = table->find(key);
-    ASSERT_NE(it, table->end()) << key;
-    EXPECT_EQ(it->second, value) << key;
-  }
-}
-
-TEST(StringsTableTest, DecodesByteOrderMarks) {
-  // "k" = "é"; in UTF-16 both byte orders and UTF-8 with a BOM.
-  auto utf16 = [](bool bigEndian) {
-    // U+10FC00 is the pair of the last high and the first low surrogate.
-    const std::u16string text = u"\"k\" = \"\u00e9\U0001F600\U0010FC00\";";
-    std::string bytes = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
-    for (char16_t u : text) {
-      const char hi = static_cast<char>(u >> 8), lo = static_cast<char>(u & 0xFF);
-      bytes += bigEndian ? hi : lo;
-      bytes += bigEndian ? lo : hi;
-    }
-    return bytes;
-  };
-  const std::string inputs[] = {
-      utf16(false), utf16(true),
-      "\xEF\xBB\xBF\"k\" = \"\xC3\xA9\xF0\x9F\x98\x80\xF4\x8F\xB0\x80\";"};
-  for (const auto& bytes : inputs) {
-    auto table = parseStringsTable(bytes, "bom.strings");
-    ASSERT_TRUE(table.ok()) << table.error().message;
-    EXPECT_EQ(table->at("k"), "\xC3\xA9\xF0\x9F\x98\x80\xF4\x8F\xB0\x80");
-  }
-  // A byte-order mark alone is an empty table.
-  auto empty = parseStringsTable(std::string("\xFE\xFF", 2), "bom.strings");
-  ASSERT_TRUE(empty.ok()) << empty.error().message;
-  EXPECT_TRUE(empty->empty());
-}
-
-TEST(StringsTableTest, ErrorsNameTheFileAndLine) {
-  struct Case {
-    const char* text;
-    const char* want;
-  } cases[] = {
-      {"\"a\" = \"b\";\n\"c\" = \"d\"\n\"e\" = \"f\";",
-       "x.strings:3: expected ';' after the value"},
-      {"\"a\" \"b\";", "x.strings:1: expected '=' after the key"},
-      {"\"a\" = \"b\";\n\n\"c\" = \"unterminated;\n", "x.strings:3: unterminated string"},
-      {"\"a\" = \"b\";\n/* open", "x.strings:2: unterminated comment"},
-      {"\"a\" = ;", "x.strings:1: expected a value"},
-      {"\"a\" = \"\\U12\";", "x.strings:1: expected four hexadecimal digits after \\U"},
-      {"\"a\" = \"\\U1", "x.strings:1: expected four hexadecimal digits after \\U"},
-  };
-  for (const auto& c : cases) {
-    auto table = parseStringsTable(c.text, "x.strings");
-    ASSERT_FALSE(table.ok()) << c.text;
-    EXPECT_EQ(table.error().message, c.want);
-  }
 }
 
 TEST(StringsTableTest, EveryTableOfTheMainBundleParses) {
@@ -213,32 +182,25 @@ TEST(StringsTableTest, CorruptedTablesParseOrFailWithAPosition) {
 TEST(UserDefaultsTest, KeepsEachValuesType) {
   TempDir dir;
   const std::string path = dir.file("group/store.sqlite");
+  const std::pair<const char*, StoreValue> values[] = {
+      {"data", Data{'{', '}'}},  {"emptyData", Data{}}, {"string", std::string("{}")},
+      {"int", std::int64_t{-7}}, {"double", 2.5},       {"bool", true},
+      {"replaced", Data{1, 2}}};
   {
     auto store = UserDefaults::openFile(path, UserDefaults::Access::readWrite);
     ASSERT_TRUE(store.ok()) << store.error().message;
-    ASSERT_TRUE(store->set("data", Data{'{', '}'}).ok());
-    ASSERT_TRUE(store->set("emptyData", Data{}).ok());
-    ASSERT_TRUE(store->set("string", std::string("{}")).ok());
-    ASSERT_TRUE(store->set("int", std::int64_t{-7}).ok());
-    ASSERT_TRUE(store->set("double", 2.5).ok());
-    ASSERT_TRUE(store->set("bool", true).ok());
     ASSERT_TRUE(store->set("replaced", std::string("old")).ok());
-    ASSERT_TRUE(store->set("replaced", Data{1, 2}).ok());
+    for (const auto& [key, value] : values)
+      ASSERT_TRUE(store->set(key, value).ok());
     ASSERT_TRUE(store->set("gone", std::string("x")).ok());
     ASSERT_TRUE(store->removeObject("gone").ok());
   }
   // A second connection, read-only, as the extension opens it.
   auto store = UserDefaults::openFile(path, UserDefaults::Access::read);
   ASSERT_TRUE(store.ok()) << store.error().message;
-  auto value = [&](const char* key) { return store->object(key).value(); };
-  EXPECT_EQ(value("data"), StoreValue(Data{'{', '}'}));
-  EXPECT_EQ(value("emptyData"), StoreValue(Data{}));
-  EXPECT_EQ(value("string"), StoreValue(std::string("{}")));
-  EXPECT_EQ(value("int"), StoreValue(std::int64_t{-7}));
-  EXPECT_EQ(value("double"), StoreValue(2.5));
-  EXPECT_EQ(value("bool"), StoreValue(true));
-  EXPECT_EQ(value("replaced"), StoreValue(Data{1, 2}));
-  EXPECT_EQ(value("gone"), std::nullopt);
+  for (const auto& [key, value] : values)
+    EXPECT_EQ(store->object(key).value(), value) << key;
+  EXPECT_EQ(store->object("gone").value(), std::nullopt);
   // The typed getters do not convert between data and strings.
   EXPECT_EQ(store->data("string"), std::nullopt);
   EXPECT_EQ(store->string("data"), std::nullopt);
@@ -350,33 +312,6 @@ TEST(UserDefaultsTest, StorePathFollowsOverrideThenEnvironment) {
   EXPECT_EQ(UserDefaults::storePath("group.x"), "/data/kalomate/app-groups/group.x/group.x.sqlite");
 }
 
-TEST(BundleTest, LooksUpStringsInThePreferredLocalization) {
-  auto bundle = Bundle::atPath(km::testing::fixtureBundlePath());
-  ASSERT_TRUE(bundle);
-  EXPECT_EQ(bundle->localizations(), (std::vector<std::string>{"broken", "de", "en", "pt-BR"}));
-  struct Case {
-    std::vector<std::string> languages;
-    const char* key;
-    const char* value;
-    const char* want;
-  } cases[] = {
-      {{"de-DE", "en"}, "ios_widgets_1", "", "Kalorien"},  // region falls back to the language
-      {{"pt_BR"}, "ios_widgets_1", "", "Calorias"},
-      {{"fr", "de"}, "ios_widgets_1", "", "Kalorien"},  // first available preference
-      {{"fr"}, "ios_widgets_1", "", "Calories"},        // development localisation
-      {{}, "ios_widgets_1", "", "Calories"},
-      {{"de"}, "only_in_english", "", "only_in_english"},  // missing key gives the key
-      {{"de"}, "only_in_english", "Default", "Default"},
-      {{"broken"}, "ios_widgets_1", "", "ios_widgets_1"},  // malformed table counts as absent
-  };
-  for (const auto& c : cases) {
-    ScopedPreferredLanguages languages(c.languages);
-    EXPECT_EQ(bundle->localizedString(c.key, c.value, "KMLocalizable"), c.want)
-        << c.key << " in " << (c.languages.empty() ? "-" : c.languages[0]);
-  }
-  EXPECT_EQ(bundle->localizedString("ios_widgets_1", "", "NoSuchTable"), "ios_widgets_1");
-}
-
 TEST(BundleTest, SeesEditedTablesAndNewLanguageFolders) {
   TempDir dir;
   std::filesystem::create_directories(dir.path() / "en.lproj");
@@ -431,218 +366,6 @@ TEST(BundleTest, FindsResourcesAndOpensLanguageFolders) {
   EXPECT_FALSE(Bundle::atPath(km::testing::fixtureBundlePath() + "/nope"));
   ScopedMainBundlePath mainPath(km::testing::fixtureBundlePath());
   EXPECT_EQ(Bundle::main().bundlePath(), km::testing::fixtureBundlePath());
-}
-
-TEST(CalendarTest, AddsElapsedHoursAcrossMidnightAndDaylightSaving) {
-  const Calendar berlin("Europe/Berlin", "de_DE");
-  struct Case {
-    const char* start;
-    int hours;
-    const char* want;
-  } cases[] = {
-      {"2026-03-01T23:30:00+01:00", 1, "2026-03-02T00:30:00+01:00"},
-      {"2026-03-01T23:30:00+01:00", 6, "2026-03-02T05:30:00+01:00"},
-      {"2026-03-29T01:30:00+01:00", 1, "2026-03-29T03:30:00+02:00"},  // clocks go forward
-      {"2026-10-25T02:30:00+02:00", 1, "2026-10-25T02:30:00+01:00"},  // clocks go back
-      {"2026-03-01T23:30:00.250+01:00", 2, "2026-03-02T01:30:00.250+01:00"},
-  };
-  for (const auto& c : cases) {
-    auto start = parseISO8601(c.start);
-    ASSERT_TRUE(start);
-    auto got = berlin.addingHours(*start, c.hours);
-    ASSERT_TRUE(got);
-    EXPECT_EQ(formatISO8601(*got, "Europe/Berlin"), c.want) << c.start << " + " << c.hours;
-    EXPECT_DOUBLE_EQ(got->timeIntervalSinceReferenceDate - start->timeIntervalSinceReferenceDate,
-                     3600.0 * c.hours);
-  }
-  EXPECT_EQ(berlin.addingHours(Date{std::nan("")}, 1), std::nullopt);
-}
-
-TEST(CalendarTest, DayComponentsAndTodayFollowTheZone) {
-  const Date sundayLate = *parseISO8601("2026-03-01T23:30:00+01:00");
-  const Calendar berlin("Europe/Berlin", "de_DE");
-  const Calendar tokyo("Asia/Tokyo", "en_US");
-  EXPECT_EQ(berlin.weekday(sundayLate), 1);  // Sunday
-  EXPECT_EQ(tokyo.weekday(sundayLate), 2);   // already Monday in Tokyo
-  EXPECT_EQ(berlin.dayOfMonth(sundayLate), 1);
-  EXPECT_EQ(tokyo.dayOfMonth(sundayLate), 2);
-  EXPECT_EQ(formatISO8601(berlin.startOfDay(sundayLate), "Europe/Berlin"),
-            "2026-03-01T00:00:00+01:00");
-
-  ScopedNow now(sundayLate);
-  EXPECT_TRUE(berlin.isDateInToday(*parseISO8601("2026-03-01T00:00:00+01:00")));
-  EXPECT_FALSE(berlin.isDateInToday(*parseISO8601("2026-02-28T23:59:59+01:00")));
-  EXPECT_FALSE(berlin.isDateInToday(*parseISO8601("2026-03-02T00:00:00+01:00")));
-}
-
-TEST(CalendarTest, LocaleWeekConventions) {
-  struct Case {
-    const char* locale;
-    int firstWeekday;
-    std::vector<std::string> symbols;
-  } cases[] = {
-      {"en_US", 1, {"S", "M", "T", "W", "T", "F", "S"}},
-      {"de_DE", 2, {"S", "M", "D", "M", "D", "F", "S"}},
-      {"fr_FR", 2, {"D", "L", "M", "M", "J", "V", "S"}},
-  };
-  for (const auto& c : cases) {
-    const Calendar calendar("UTC", c.locale);
-    EXPECT_EQ(calendar.firstWeekday(), c.firstWeekday) << c.locale;
-    EXPECT_EQ(calendar.veryShortStandaloneWeekdaySymbols(), c.symbols) << c.locale;
-  }
-}
-
-TEST(TextTest, CaseMappingAndGraphemes) {
-  EXPECT_EQ(capitalized("hello wORLD", "en"), "Hello World");
-  EXPECT_EQ(capitalized("über grün", "de"), "Über Grün");
-  EXPECT_EQ(lowercased("KCAL", "en"), "kcal");
-  EXPECT_EQ(lowercased("I", "tr"), "\xC4\xB1");  // Turkish dotless i
-  EXPECT_EQ(uppercased("straße", "de"), "STRASSE");
-  struct Case {
-    const char* text;
-    std::size_t want;
-  } cases[] = {
-      {"", 0},
-      {"kcal", 4},
-      {"e\xCC\x81", 1},                         // e + combining acute
-      {"\xF0\x9F\x87\xA9\xF0\x9F\x87\xAA", 1},  // flag of Germany
-      {"\xE6\x97\xA5\xE6\x9C\xAC", 2},          // two CJK characters
-      {"\xD9\x83\xD9\x8A\xD9\x84\xD9\x88", 4},  // Arabic "kilo"
-  };
-  for (const auto& c : cases)
-    EXPECT_EQ(graphemeCount(c.text), c.want) << c.text;
-}
-
-TEST(TextTest, RightToLeftLanguages) {
-  struct Case {
-    const char* tag;
-    bool want;
-  } cases[] = {
-      {"ar", true},      {"he", true},
-      {"fa-IR", true},   {"ur_PK", true},
-      {"en", false},     {"de", false},
-      {"zh-TW", false},  {"pt_BR", false},
-      {"az-Arab", true},  // the script decides, not the language
-      {"", false},       {"not a language tag!", false},
-  };
-  for (const auto& c : cases)
-    EXPECT_EQ(isRightToLeftLanguage(c.tag), c.want) << c.tag;
-}
-
-TEST(URLTest, ValidatesWhatTheAppCanOpen) {
-  struct Case {
-    const char* text;
-    bool valid;
-  } cases[] = {
-      {"kalomate://diary-widget-small_energy", true},
-      {"kalomate://addFood-widget-lockscreen_button", true},
-      {"https://example.com/a?b=c#d", true},
-      {"kalomate://diary-widget-a%20b", true},
-      {"kalomate://diary-widget-a%20", true},
-      {"kalomate://diary-widget-small energy", false},
-      {"kalomate://diary-widget-\xC3\xA9", false},
-      {"kalomate://diary-widget-100%", false},
-      {"kalomate://a#b#c", false},
-      {"kalomate://{x}", false},
-      {"://no-scheme", false},
-      {"1abc://x", false},
-      {"", false},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(isValidURL(c.text), c.valid) << c.text;
-    EXPECT_EQ(URL::fromString(c.text).has_value(), c.valid) << c.text;
-  }
-  EXPECT_EQ(URL::fromString("kalomate://x")->scheme(), "kalomate");
-}
-
-}  // namespace
-}  // namespace km
-
-namespace km {
-namespace {
-
-// Writes the events back as compact text, so a case can state the whole parse in one string.
-class EchoHandler final : public JsonHandler {
- public:
-  std::string out;
-  bool null() override { return put("null"); }
-  bool boolean(bool v) override { return put(v ? "true" : "false"); }
-  bool integer(std::int64_t v) override { return put("i" + std::to_string(v)); }
-  bool unsignedInteger(std::uint64_t v) override { return put("u" + std::to_string(v)); }
-  bool floating(double v) override {
-    std::ostringstream s;
-    s << 'd' << v;
-    return put(s.str());
-  }
-  bool string(std::string_view v) override { return put("'" + std::string(v) + "'"); }
-  bool startObject() override { return put("{"); }
-  bool key(std::string_view v) override { return put("<" + std::string(v) + ">"); }
-  bool endObject() override { return put("}"); }
-  bool startArray() override { return put("["); }
-  bool endArray() override { return put("]"); }
-
- private:
-  bool put(const std::string& s) {
-    out += s;
-    out += ' ';
-    return true;
-  }
-};
-
-TEST(JsonReaderTest, ReportsEventsOfValidDocuments) {
-  struct Case {
-    const char* json;
-    const char* events;
-  } cases[] = {
-      {R"({"a":[1,-2,1.5,1e2,true,null]})", "{ <a> [ u1 i-2 d1.5 d100 true null ] } "},
-      {" \n\t[ ] ", "[ ] "},
-      {R"("esc\"\\\/\n\u00e9\ud83d\ude00")", "'esc\"\\/\n\xC3\xA9\xF0\x9F\x98\x80' "},
-      {"18446744073709551615", "u18446744073709551615 "},
-      {"18446744073709551616", "d1.84467e+19 "},  // beyond 64 bits: a double
-      {"-0", "i0 "},
-      {"1e-400", "d0 "},  // underflow rounds to zero
-      {"\"\xC3\xA9\"", "'\xC3\xA9' "},
-      {"\"\xF0\x9F\x98\x80\"", "'\xF0\x9F\x98\x80' "},
-      {R"(["a\n","\tb"])", "[ 'a\n' '\tb' ] "},
-  };
-  for (const auto& c : cases) {
-    EchoHandler h;
-    EXPECT_EQ(parseJson(c.json, h), std::nullopt) << c.json;
-    EXPECT_EQ(h.out, c.events) << c.json;
-  }
-}
-
-TEST(JsonReaderTest, RejectsInvalidDocumentsWithAPosition) {
-  struct Case {
-    const char* json;
-    const char* error;
-  } cases[] = {
-      {"", "line 1, column 1: unexpected end of input, expected a value"},
-      {"{\"a\":1,}", "line 1, column 8: expected a key (a string)"},
-      {"[1,]", "line 1, column 4: unexpected character, expected a value"},
-      {"{\"a\" 1}", "line 1, column 6: expected ':' after the key"},
-      {"[1]\n x", "line 2, column 2: unexpected content after the JSON value"},
-      {"01", "line 1, column 2: invalid number: leading zero"},
-      {"1.", "line 1, column 3: invalid number: expected a digit after '.'"},
-      {"1e999", "line 1, column 1: number overflow: 1e999"},
-      {"NaN", "line 1, column 1: unexpected character, expected a value"},
-      {"tru", "line 1, column 1: invalid literal"},
-      {"\"a\nb\"", "line 1, column 3: control character in a string"},
-      {"\"\\x\"", "line 1, column 3: invalid escape in a string"},
-      {"\"\\ud83d\"", "line 1, column 8: unpaired surrogate in a \\u escape"},
-      {"\"\xC3\"", "line 1, column 2: invalid UTF-8 in a string"},
-      {"\"\xE2\x28\xA1\"", "line 1, column 2: invalid UTF-8 in a string"},
-      {"\"\xED\xA0\x80\"", "line 1, column 2: invalid UTF-8 in a string"},  // encoded surrogate
-      {"\"abc", "line 1, column 1: unterminated string"},
-      {"// comment\n1", "line 1, column 1: unexpected character, expected a value"},
-  };
-  for (const auto& c : cases) {
-    EchoHandler h;
-    EXPECT_EQ(parseJson(c.json, h).value_or("(valid)"), c.error) << c.json;
-  }
-  EchoHandler h;
-  EXPECT_EQ(parseJson(std::string(600, '[') + std::string(600, ']'), h).value_or("(valid)"),
-            "line 1, column 513: nesting too deep");
 }
 
 }  // namespace

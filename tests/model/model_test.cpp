@@ -2,6 +2,7 @@
 
 #include <sstream>
 
+#include "base/case_table.h"
 #include "fixtures/temp_dir.h"
 #include "model/extension_log.h"
 #include "model/read_summary.h"
@@ -13,9 +14,10 @@
 namespace km {
 namespace {
 
+using km::testing::Json;
 using km::testing::TempDir;
 
-// A valid record; tests replace one "key": value pair to make it invalid in one way.
+// A valid record; the cases replace parts of its text to make it invalid in one way.
 const std::string kRecord =
     R"({"currentDayInt":42,"currentDate":794097000.5,"isLoggedIn":true,"energyCurrent":1520.5,)"
     R"("energyTotal":2200,"fatCurrent":40,"fatTotal":70,"proteinCurrent":90,"proteinTotal":120,)"
@@ -26,111 +28,53 @@ std::string replaced(const std::string& from, const std::string& to) {
   std::string s = kRecord;
   const auto at = s.find(from);
   EXPECT_NE(at, std::string::npos) << from;
-  return s.replace(at, from.size(), to);
+  return at == std::string::npos ? s : s.replace(at, from.size(), to);
 }
 
-TEST(SummaryDecodingTest, DecodesEveryFieldOfAValidRecord) {
+// "ok", or the error, which must be one line.
+std::string outcome(const std::string& json) {
+  auto decoded = decodeSummary(json);
+  if (decoded.ok()) return "ok";
+  EXPECT_EQ(decoded.error().message.find('\n'), std::string::npos) << decoded.error().message;
+  return decoded.error().message;
+}
+
+TEST(SummaryDecodingTest, DecodesEveryFieldOfAValidRecordAndEncodesItBack) {
+  const WidgetNutritionSummary want{42,   Date{794097000.5},
+                                    true, 1520.5,
+                                    2200, 40,
+                                    70,   90,
+                                    120,  180,
+                                    250,  {1800, 2100, 1950, 2300, 1700, 2000, 1520.5},
+                                    false};
   auto decoded = decodeSummary(kRecord);
   ASSERT_TRUE(decoded.ok()) << decoded.error().message;
-  const WidgetNutritionSummary& s = decoded.value();
-  EXPECT_EQ(s.currentDayInt, 42);
-  EXPECT_EQ(s.currentDate.timeIntervalSinceReferenceDate, 794097000.5);
-  EXPECT_TRUE(s.isLoggedIn);
-  EXPECT_EQ(s.energyCurrent, 1520.5);
-  EXPECT_EQ(s.energyTotal, 2200);
-  EXPECT_EQ(s.fatCurrent, 40);
-  EXPECT_EQ(s.fatTotal, 70);
-  EXPECT_EQ(s.proteinCurrent, 90);
-  EXPECT_EQ(s.proteinTotal, 120);
-  EXPECT_EQ(s.carbsCurrent, 180);
-  EXPECT_EQ(s.carbsTotal, 250);
-  EXPECT_EQ(s.energyDays, (std::vector<double>{1800, 2100, 1950, 2300, 1700, 2000, 1520.5}));
-  EXPECT_FALSE(s.isKilojoules);
-  // And back: the encoded form decodes to the same record.
-  auto again = decodeSummary(encodeSummary(s));
-  ASSERT_TRUE(again.ok());
-  EXPECT_EQ(again.value(), s);
+  EXPECT_EQ(decoded.value(), want);
+  EXPECT_EQ(decodeSummary(encodeSummary(want)).value(), want);
 }
 
 TEST(SummaryDecodingTest, AcceptsAndRejectsTheDocumentedEdges) {
-  struct Case {
-    std::string json;
-    // Empty when the record must decode; else a fragment of the expected error.
-    std::string error;
-  } cases[] = {
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":1.0"), ""},
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":-2147483648"), ""},
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":2147483647"), ""},
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":1e2"), ""},
-      {replaced("[1800,2100,1950,2300,1700,2000,1520.5]", "[]"), ""},
-      {replaced("[1800,2100,1950,2300,1700,2000,1520.5]", "[1,2,3,4,5,6,7,8,9]"), ""},
-      {replaced("\"isKilojoules\":false", "\"isKilojoules\":false,\"extra\":\"ignored\""), ""},
-      {replaced("\"energyTotal\":2200", "\"energyTotal\":-0.0"), ""},
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":1.5"), "\"currentDayInt\""},
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":3000000000"), "32-bit"},
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":-2147483649"), "32-bit"},
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":\"42\""), "\"currentDayInt\""},
-      {replaced("\"currentDate\":794097000.5", "\"currentDate\":\"2026-03-01T22:30:00Z\""),
-       "\"currentDate\": expected a number, found a string"},
-      {replaced("\"energyCurrent\":1520.5", "\"energyCurrent\":1e999"), "number overflow"},
-      {replaced("\"energyCurrent\":1520.5", "\"energyCurrent\":null"), "\"energyCurrent\""},
-      {replaced("\"isLoggedIn\":true", "\"isLoggedIn\":1"),
-       "\"isLoggedIn\": expected a boolean, found a number"},
-      {replaced(",\"energyDays\":[1800,2100,1950,2300,1700,2000,1520.5]", ""),
-       "key not found: no value for \"energyDays\""},
-      {replaced("[1800,2100,1950,2300,1700,2000,1520.5]", "[1800,\"x\"]"), "\"energyDays[1]\""},
-      {replaced("\"energyTotal\"", "\"EnergyTotal\""), "no value for \"energyTotal\""},
-      {"[]", "expected an object, found an array"},
-      {"{\"currentDayInt\":", "not valid JSON"},
-      {"", "not valid JSON"},
-  };
-  for (const auto& c : cases) {
-    auto decoded = decodeSummary(c.json);
-    if (c.error.empty()) {
-      EXPECT_TRUE(decoded.ok()) << c.json << "\n" << (decoded.ok() ? "" : decoded.error().message);
-    } else {
-      ASSERT_FALSE(decoded.ok()) << c.json;
-      EXPECT_NE(decoded.error().message.find(c.error), std::string::npos)
-          << decoded.error().message;
-      EXPECT_EQ(decoded.error().message.find('\n'), std::string::npos);
+  km::testing::checkRows(km::testing::loadCases("model/cases.json"), "decode", [](const Json& in) {
+    if (in.is_string()) return outcome(in.get<std::string>());
+    std::string json = kRecord;
+    for (std::size_t i = 0; i + 1 < in.size(); i += 2) {
+      const std::string from = in[i], to = in[i + 1];
+      const auto at = json.find(from);
+      EXPECT_NE(at, std::string::npos) << from;
+      if (at != std::string::npos) json.replace(at, from.size(), to);
     }
-  }
-}
-
-TEST(SummaryDecodingTest, MessagesQuoteLittleAndPrintNumbersShortest) {
+    return outcome(json);
+  });
+  // A number too long to quote is cut; a record at the size bound decodes, one byte more is
+  // refused unread. White space after the object pads a record to a size.
   const std::string huge = "1" + std::string(1'000'000, '0');
-  const std::string day = "data corrupted at \"currentDayInt\": the number ";
-  // White space after the object pads a record to a given size.
-  const auto padded = [](std::size_t size) {
-    return kRecord + std::string(size - kRecord.size(), ' ');
-  };
-  struct Case {
-    std::string json;
-    std::string message;  // empty: decodes
-  } cases[] = {
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":1e20"),
-       day + "1e+20 does not fit in a 32-bit integer"},
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":1e308"),
-       day + "1e+308 does not fit in a 32-bit integer"},
-      {replaced("\"currentDayInt\":42", "\"currentDayInt\":-2.5"),
-       day + "-2.5 does not fit in a 32-bit integer"},
-      {replaced("\"energyCurrent\":1520.5", "\"energyCurrent\":" + huge),
-       "data corrupted: the data is not valid JSON (line 1, column 81: number overflow: 1" +
-           std::string(58, '0') + "…)"},
-      {padded(kMaxSummaryBytes), ""},
-      {padded(kMaxSummaryBytes + 1),
-       "data corrupted: the record is 1048577 bytes long, more than the 1048576 bytes a record "
-       "may have"},
-  };
-  for (const auto& c : cases) {
-    auto decoded = decodeSummary(c.json);
-    if (c.message.empty()) {
-      EXPECT_TRUE(decoded.ok()) << c.json.size();
-    } else {
-      ASSERT_FALSE(decoded.ok()) << c.message;
-      EXPECT_EQ(decoded.error().message, c.message);
-    }
-  }
+  EXPECT_EQ(outcome(replaced("1520.5,", huge + ",")),
+            "data corrupted: the data is not valid JSON (line 1, column 81: number overflow: 1" +
+                std::string(58, '0') + "…)");
+  EXPECT_EQ(outcome(kRecord + std::string(kMaxSummaryBytes - kRecord.size(), ' ')), "ok");
+  EXPECT_EQ(outcome(kRecord + std::string(kMaxSummaryBytes + 1 - kRecord.size(), ' ')),
+            "data corrupted: the record is 1048577 bytes long, more than the 1048576 bytes a "
+            "record may have");
 }
 
 TEST(SummaryDecodingTest, EveryOneByteCorruptionDecodesOrFailsCleanly) {
@@ -160,17 +104,6 @@ TEST(SummaryDecodingTest, EveryOneByteCorruptionDecodesOrFailsCleanly) {
   EXPECT_GT(errors, kRecord.size() * 10);
 }
 
-TEST(SummaryDecodingTest, ReportsTheFirstBadFieldInDeclarationOrder) {
-  // energyDays is missing and currentDayInt is a string: the earlier field is named.
-  std::string json = replaced("\"currentDayInt\":42", "\"currentDayInt\":\"42\"");
-  const std::string days = ",\"energyDays\":[1800,2100,1950,2300,1700,2000,1520.5]";
-  json.erase(json.find(days), days.size());
-  auto decoded = decodeSummary(json);
-  ASSERT_FALSE(decoded.ok());
-  EXPECT_NE(decoded.error().message.find("currentDayInt"), std::string::npos)
-      << decoded.error().message;
-}
-
 // The shared store of one test, in a temporary folder, with the process pointed at it.
 class ReadSummaryTest : public ::testing::Test {
  public:
@@ -190,36 +123,41 @@ class ReadSummaryTest : public ::testing::Test {
 };
 
 TEST_F(ReadSummaryTest, FallsBackByCause) {
+  // Day 1 at the current moment, signed in, an empty week in calories; the store fallback and
+  // the decoding fallback differ in their figures.
+  const std::vector<double> week(7, 0.0);
+  const Date now{800000000};
+  const WidgetNutritionSummary storeFallback{1,  now, true, 1300, 2000, 80,   100,
+                                             99, 72,  140,  100,  week, false};
+  const WidgetNutritionSummary decodeFallback{1,  now, true, 825, 2100, 115,  100,
+                                              65, 90,  200,  250, week, false};
   struct Case {
     const char* what;
     std::function<void(ReadSummaryTest&)> prepare;
     SummarySource source;
-    double energyCurrent, energyTotal, fatCurrent, fatTotal, proteinCurrent, proteinTotal,
-        carbsCurrent, carbsTotal;
-    bool logs;
+    const WidgetNutritionSummary& want;
   } cases[] = {
-      {"no store file", [](ReadSummaryTest&) {}, SummarySource::storeFallback, 1300, 2000, 80, 100,
-       99, 72, 140, 100, false},
+      {"no store file", [](ReadSummaryTest&) {}, SummarySource::storeFallback, storeFallback},
       {"no value under the key",
        [](ReadSummaryTest& t) {
-         auto s = UserDefaults::openFile(t.path_, UserDefaults::Access::readWrite);
-         ASSERT_TRUE(s.ok());
+         ASSERT_TRUE(UserDefaults::openFile(t.path_, UserDefaults::Access::readWrite).ok());
        },
-       SummarySource::storeFallback, 1300, 2000, 80, 100, 99, 72, 140, 100, false},
+       SummarySource::storeFallback, storeFallback},
       {"the record stored as a string", [](ReadSummaryTest& t) { t.store(kRecord); },
-       SummarySource::storeFallback, 1300, 2000, 80, 100, 99, 72, 140, 100, false},
+       SummarySource::storeFallback, storeFallback},
       {"a record without energyDays",
        [](ReadSummaryTest& t) {
          t.storeBytes(replaced(",\"energyDays\":[1800,2100,1950,2300,1700,2000,1520.5]", ""));
        },
-       SummarySource::decodeFallback, 825, 2100, 115, 100, 65, 90, 200, 250, true},
+       SummarySource::decodeFallback, decodeFallback},
       {"a date as ISO-8601 text",
        [](ReadSummaryTest& t) {
          t.storeBytes(replaced("794097000.5", "\"2026-03-01T22:30:00Z\""));
        },
-       SummarySource::decodeFallback, 825, 2100, 115, 100, 65, 90, 200, 250, true},
+       SummarySource::decodeFallback, decodeFallback},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
     km::testing::removeStore(path_);
     c.prepare(*this);
     std::ostringstream log;
@@ -228,26 +166,16 @@ TEST_F(ReadSummaryTest, FallsBackByCause) {
       ScopedExtensionLog capture(log);
       read = readSummaryWithSource();
     }
-    const WidgetNutritionSummary& s = read.summary;
-    SCOPED_TRACE(c.what);
     EXPECT_EQ(read.source, c.source);
-    EXPECT_EQ(s.energyCurrent, c.energyCurrent);
-    EXPECT_EQ(s.energyTotal, c.energyTotal);
-    EXPECT_EQ(s.fatCurrent, c.fatCurrent);
-    EXPECT_EQ(s.fatTotal, c.fatTotal);
-    EXPECT_EQ(s.proteinCurrent, c.proteinCurrent);
-    EXPECT_EQ(s.proteinTotal, c.proteinTotal);
-    EXPECT_EQ(s.carbsCurrent, c.carbsCurrent);
-    EXPECT_EQ(s.carbsTotal, c.carbsTotal);
-    EXPECT_EQ(s.currentDayInt, 1);
-    EXPECT_EQ(s.currentDate, Date{800000000});
-    EXPECT_TRUE(s.isLoggedIn);
-    EXPECT_EQ(s.energyDays, std::vector<double>(7, 0.0));
-    EXPECT_FALSE(s.isKilojoules);
+    EXPECT_EQ(read.summary, c.want);
     // Exactly one line for a decoding failure, nothing otherwise.
     const std::string text = log.str();
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), c.logs ? 1 : 0) << text;
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'),
+              c.source == SummarySource::decodeFallback ? 1 : 0)
+        << text;
   }
+  EXPECT_EQ(placeholderSummary(Date{5}),
+            (WidgetNutritionSummary{1, Date{5}, true, 0, 2000, 0, 50, 0, 50, 0, 50, week, false}));
 }
 
 TEST_F(ReadSummaryTest, DecodingErrorGoesToStandardOutputByDefault) {
@@ -262,28 +190,13 @@ TEST_F(ReadSummaryTest, DecodingErrorGoesToStandardOutputByDefault) {
 
 TEST_F(ReadSummaryTest, ReturnsStoredRecordsUnchanged) {
   // Signed out, and stamped a day before now: neither is the reader's business.
-  std::string json = replaced("794097000.5", "799913600");
-  json.replace(json.find("\"isLoggedIn\":true"), 17, "\"isLoggedIn\":false");
+  const std::string json =
+      replaced("794097000.5,\"isLoggedIn\":true", "799913600,\"isLoggedIn\":false");
   storeBytes(json);
   const SummaryRead read = readSummaryWithSource();
   EXPECT_EQ(read.source, SummarySource::stored);
+  EXPECT_EQ(read.summary, decodeSummary(json).value());
   EXPECT_FALSE(read.summary.isLoggedIn);
-  EXPECT_EQ(read.summary.currentDate, Date{799913600});
-  EXPECT_EQ(read.summary.currentDayInt, 42);
-  EXPECT_EQ(read.summary.energyCurrent, 1520.5);
-}
-
-TEST(FixedRecordsTest, PlaceholderShowsEmptyGaugesWithGoals) {
-  const WidgetNutritionSummary p = placeholderSummary(Date{5});
-  EXPECT_EQ(p.currentDate, Date{5});
-  EXPECT_EQ(p.energyCurrent, 0);
-  EXPECT_EQ(p.energyTotal, 2000);
-  EXPECT_EQ(p.fatTotal, 50);
-  EXPECT_EQ(p.proteinTotal, 50);
-  EXPECT_EQ(p.carbsTotal, 50);
-  EXPECT_EQ(p.fatCurrent + p.proteinCurrent + p.carbsCurrent, 0);
-  EXPECT_TRUE(p.isLoggedIn);
-  EXPECT_FALSE(p.isKilojoules);
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "base/case_table.h"
 #include "fixtures/temp_dir.h"
 #include "model/shared_store.h"
 #include "platform/foundation/calendar.h"
@@ -15,7 +16,11 @@
 namespace km {
 namespace {
 
+using km::testing::checkRows;
+using km::testing::Json;
 using km::testing::TempDir;
+
+const Json kCases = km::testing::loadCases("resources/cases.json");
 
 Date at(const char* iso) {
   auto date = parseISO8601(iso);
@@ -23,27 +28,19 @@ Date at(const char* iso) {
   return date.value_or(Date{});
 }
 
+std::optional<std::string> optionalText(const Json& value) {
+  return value.is_null() ? std::nullopt : std::optional(value.get<std::string>());
+}
+
 TEST(ColorFromHexTest, ReadsThreeSixAndEightDigitForms) {
-  struct Case {
-    const char* text;
-    double r, g, b, a;  // in 1/255 steps
-  } cases[] = {
-      {"#DE7300", 222, 115, 0, 255},
-      {"DE7300", 222, 115, 0, 255},
-      {"  #75c3db;", 117, 195, 219, 255},  // trimmed at both ends, lower case
-      {"FFF", 255, 255, 255, 255},
-      {"abc", 170, 187, 204, 255},
-      {"80FF0000", 255, 0, 0, 128},
-      {"GG0000", 0, 0, 0, 255},  // the scan stops at once; the length still says six digits
-      {"12345", 1, 1, 0, 1},     // any other length: the almost invisible colour
-      {"", 1, 1, 0, 1},
-      {"#", 1, 1, 0, 1},
-  };
-  for (const auto& c : cases) {
-    const Color color = WidgetUtils::colorFromHex(c.text);
-    EXPECT_FALSE(color.isNamed());
-    EXPECT_EQ(color.components(), (RGBA{c.r / 255, c.g / 255, c.b / 255, c.a / 255})) << c.text;
-  }
+  checkRows(kCases, "colorFromHex", [](const Json& in) -> Json {
+    const Color color = WidgetUtils::colorFromHex(in.get<std::string>());
+    if (color.isNamed()) return "named";
+    // In 1/255 steps, to a millionth of a step.
+    auto steps = [](double v) { return std::round(v * 255 * 1e6) / 1e6; };
+    const RGBA c = color.components();
+    return {steps(c.red), steps(c.green), steps(c.blue), steps(c.alpha)};
+  });
 }
 
 TEST(PaletteTest, NamesAssetColoursAndParsesFixedOnesOnce) {
@@ -66,19 +63,8 @@ TEST(SameDayTest, DayStartAndTodayAroundLocalMidnight) {
   EXPECT_EQ(WidgetUtils::todayNumber(), 20513);
   EXPECT_EQ(WidgetUtils::dayStart(at("2026-03-01T23:30:00+01:00")).timeIntervalSince1970(),
             1772323200.0);
-  struct Case {
-    const char* date;
-    bool today;
-  } cases[] = {
-      {"2026-03-01T00:00:30+01:00", true},
-      {"2026-03-01T12:00:00+01:00", true},
-      {"2026-03-01T23:59:59+01:00", true},
-      {"2026-02-28T23:59:00+01:00", false},  // 23:59 yesterday
-      {"2026-03-02T00:00:30+01:00", false},
-      {"2026-02-28T23:30:00Z", true},  // already 00:30 on March 1st in Berlin
-  };
-  for (const auto& c : cases)
-    EXPECT_EQ(WidgetUtils::isToday(at(c.date)), c.today) << c.date;
+  checkRows(kCases, "isToday",
+            [](const Json& in) { return WidgetUtils::isToday(at(in.get<std::string>().c_str())); });
 }
 
 TEST(SameDayTest, AUtcMidnightIsItsOwnDayStartAndMayDisagreeWithTheCalendar) {
@@ -138,52 +124,23 @@ class LocalizationTest : public ::testing::Test {
 };
 
 TEST_F(LocalizationTest, UsesTheLanguageChosenInTheApp) {
-  struct Case {
-    std::optional<std::string> stored;
-    std::optional<std::string> override;
-    std::vector<std::string> systemLanguages;
-    const char* key;
-    const char* want;
-  } cases[] = {
-      {"de", std::nullopt, {"en"}, "ios_widgets_1", "Kalorien"},
-      {"pt-BR", std::nullopt, {"de"}, "ios_widgets_1", "Calorias"},
-      {"de", "en", {}, "ios_widgets_1", "Calories"},          // this run's choice wins
-      {"fr", std::nullopt, {}, "ios_widgets_1", "Calories"},  // no folder: the main bundle
-      {"fr", std::nullopt, {"de"}, "ios_widgets_1", "Kalorien"},
-      {std::nullopt, std::nullopt, {"de-AT"}, "ios_widgets_1", "Kalorien"},
-      {std::nullopt, std::nullopt, {}, "ios_widgets_2", "Energy left today"},
-      {"de", std::nullopt, {}, "only_in_english", "only_in_english"},  // missing key
-      {"en", std::nullopt, {}, "no_such_key", "no_such_key"},
-      {"de", std::nullopt, {}, "KilojouleShort", "kJ"},
-  };
-  for (const auto& c : cases) {
-    chooseLanguage(c.stored);
-    ScopedLanguageOverride override(c.override);
-    ScopedPreferredLanguages system(c.systemLanguages);
-    EXPECT_EQ(localizedString(c.key), c.want) << c.key << " stored " << c.stored.value_or("-")
-                                              << " override " << c.override.value_or("-");
-  }
+  checkRows(kCases, "localizedString", [this](const Json& in) {
+    chooseLanguage(optionalText(in[0]));
+    ScopedLanguageOverride override(optionalText(in[1]));
+    ScopedPreferredLanguages system(in[2].get<std::vector<std::string>>());
+    return localizedString(in[3].get<std::string>());
+  });
 }
 
 TEST_F(LocalizationTest, LayoutDirectionFollowsTheLanguageOfTheTexts) {
   // The product's bundle, which has an Arabic table.
   ScopedMainBundlePath product(std::string(KM_SOURCE_DIR) + "/bundle");
-  struct Case {
-    std::optional<std::string> chosen;
-    std::vector<std::string> systemLanguages;
-    LayoutDirection want;
-  } cases[] = {
-      {"ar", {"en"}, LayoutDirection::rightToLeft},
-      {"de", {"ar"}, LayoutDirection::leftToRight},
-      {"he", {"ar"}, LayoutDirection::rightToLeft},  // no Hebrew table: the texts are Arabic
-      {"he", {"en"}, LayoutDirection::leftToRight},  // ... or English
-      {std::nullopt, {"ar-EG"}, LayoutDirection::rightToLeft},
-  };
-  for (const auto& c : cases) {
-    chooseLanguage(c.chosen);
-    ScopedPreferredLanguages system(c.systemLanguages);
-    EXPECT_EQ(WidgetUtils::layoutDirection(), c.want) << c.chosen.value_or("-");
-  }
+  checkRows(kCases, "layoutDirection", [this](const Json& in) {
+    chooseLanguage(optionalText(in[0]));
+    ScopedPreferredLanguages system(in[1].get<std::vector<std::string>>());
+    return WidgetUtils::layoutDirection() == LayoutDirection::rightToLeft ? "rightToLeft"
+                                                                          : "leftToRight";
+  });
 }
 
 // Within one redraw the language is read once; the next redraw sees a change made in between.
@@ -230,16 +187,19 @@ TEST_F(LocalizationTest, UnitLabelsFollowTheRecordsUnit) {
 }
 
 TEST(DeepLinkTest, BuildsTheTwoFormsAndRejectsBadNames) {
-  EXPECT_EQ(diaryLink("medium_pie_macros").absoluteString(),
-            "kalomate://diary-widget-medium_pie_macros");
-  EXPECT_EQ(actionLink("barcodeScan", "lockscreen_button").absoluteString(),
-            "kalomate://barcodeScan-widget-lockscreen_button");
-  EXPECT_EQ(smallEnergyLink().absoluteString(), "kalomate://diary-widget-small_energy");
-  EXPECT_EQ(lockscreenCaloriesLink().absoluteString(),
-            "kalomate://diary-widget-lockscreen_calories");
-  EXPECT_EQ(lockscreenCaloriesInlineLink().absoluteString(),
-            "kalomate://diary-widget-lockscreen_calories_inline");
-  EXPECT_EQ(lockscreenMacrosLink().absoluteString(), "kalomate://diary-widget-lockscreen_macros");
+  checkRows(kCases, "deepLink", [](const Json& in) {
+    const std::string widget = in[1];
+    return (in[0].is_null() ? diaryLink(widget) : actionLink(in[0].get<std::string>(), widget))
+        .absoluteString();
+  });
+  const std::pair<URL, const char*> named[] = {
+      {smallEnergyLink(), "kalomate://diary-widget-small_energy"},
+      {lockscreenCaloriesLink(), "kalomate://diary-widget-lockscreen_calories"},
+      {lockscreenCaloriesInlineLink(), "kalomate://diary-widget-lockscreen_calories_inline"},
+      {lockscreenMacrosLink(), "kalomate://diary-widget-lockscreen_macros"},
+  };
+  for (const auto& [link, want] : named)
+    EXPECT_EQ(link.absoluteString(), want);
   EXPECT_DEATH(diaryLink("small energy"), "Fatal error: invalid deep link");
   EXPECT_DEATH(actionLink("add\"Food", "x"), "Fatal error: invalid deep link");
 }

@@ -382,12 +382,4 @@ View Link(std::string url, View label) {
   return make(LinkNode{std::move(url), std::move(label)});
 }
 
-View ProgressView(double value, double total, View label, View currentValueLabel) {
-  return make(ProgressNode{value, total, std::move(label), std::move(currentValueLabel)});
-}
-
-View AccessoryWidgetBackground() {
-  return make(AccessoryBackgroundNode{});
-}
-
 }  // namespace km

@@ -184,7 +184,8 @@ View GeometryReader(std::function<View(const GeometryProxy&)> content);
 View Link(std::string url, View label);
 // The platform's circular progress view: a track and an arc growing clockwise from twelve
 // o'clock by value/total (clamped to [0, 1]; not-a-number counts as 0), with the current-value
-// label in the middle. `label` is kept for accessibility and not drawn, as in the circular style.
+// label in the middle. `label` (the phone's accessibility label) is not drawn, as in the circular
+// style.
 View ProgressView(double value, double total, View label, View currentValueLabel);
 // The translucent backdrop of lock-screen widgets: a circle in a square frame, otherwise a
 // rounded rectangle.

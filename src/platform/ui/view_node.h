@@ -1,7 +1,7 @@
 #pragma once
 
-// The node types behind View. Private to the ui library: only view.cpp and layout.cpp include
-// this header; everyone else builds views through view.h.
+// The node types behind View. Private to the ui library: only the view builders and layout
+// include this header; everyone else builds views through view.h.
 
 #include <optional>
 #include <string>
@@ -20,9 +20,10 @@ struct TextNode {
 };
 struct ShapeNode {
   ShapeOutline shape;
-  std::optional<Paint> paint;  // unset: the foreground colour
+  std::optional<Paint> paint;  // unset: the foreground colour, at foregroundOpacity
   bool stroked = false;
   StrokeStyle style;
+  double foregroundOpacity = 1;
 };
 struct ImageNode {
   std::string name;
@@ -46,13 +47,6 @@ struct LinkNode {
   std::string url;
   View label;
 };
-struct ProgressNode {
-  double value = 0;
-  double total = 1;
-  View label;
-  View currentValueLabel;
-};
-struct AccessoryBackgroundNode {};
 struct PaddingNode {
   View child;
   EdgeInsets insets;
@@ -122,9 +116,8 @@ struct ContainerBackgroundNode {
 
 struct ViewNode {
   std::variant<EmptyNode, TextNode, ShapeNode, ImageNode, StackNode, SpacerNode, GeometryNode,
-               LinkNode, ProgressNode, AccessoryBackgroundNode, PaddingNode, FrameNode,
-               FixedSizeNode, LayoutPriorityNode, OverlayNode, EnvNode, EffectNode, ClipNode,
-               WidgetURLNode, ContainerBackgroundNode>
+               LinkNode, PaddingNode, FrameNode, FixedSizeNode, LayoutPriorityNode, OverlayNode,
+               EnvNode, EffectNode, ClipNode, WidgetURLNode, ContainerBackgroundNode>
       content;
 };
 
