@@ -168,6 +168,11 @@ std::string AvoJsonArgs::quoted(std::string_view key) const {
   return "argument \"" + path_ + std::string(key) + "\"";
 }
 
+std::string AvoJsonArgs::quotedArgument(std::string_view key) const {
+  if (path_.empty()) return quoted(key);
+  return "argument \"" + path_.substr(0, path_.size() - 1) + "\"";
+}
+
 const nlohmann::json* AvoJsonArgs::find(std::string_view key) const {
   read_.push_back(key);
   if (!args_.is_object()) return nullptr;

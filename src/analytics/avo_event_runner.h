@@ -207,6 +207,9 @@ class AvoJsonArgs {
 
   // "argument \"<path><key>\"", the way every error names an argument.
   std::string quoted(std::string_view key) const;
+  // A value outside an enumeration names the argument as the caller gave it: for a field, the
+  // structure it is in.
+  std::string quotedArgument(std::string_view key) const;
   // The value under `key`, nullptr when absent (or null). Marks the key as read.
   const nlohmann::json* find(std::string_view key) const;
   const nlohmann::json& require(std::string_view key) const;
@@ -224,7 +227,8 @@ class AvoJsonArgs {
       allowed += allowed.empty() ? "" : ", ";
       allowed += rawValue(option);
     }
-    throw AvoArgumentError(quoted(key) + ": \"" + std::string(raw) + "\" is not one of " + allowed);
+    throw AvoArgumentError(quotedArgument(key) + ": \"" + std::string(raw) + "\" is not one of " +
+                           allowed);
   }
 
   const nlohmann::json& args_;
