@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "fixtures/json_match.h"
 #include "fixtures/temp_dir.h"
 #include "host/km_widget.h"
 #include "host/provider.h"
@@ -30,43 +31,22 @@ TEST(WidgetKindTest, RawValuesAreExactAndCaseSensitive) {
   }
 }
 
+// Each kind's gallery keys, and its families before 16 ("v15") and from 16 on ("v16").
 TEST(CatalogueTest, GalleryKeysAndFamiliesPerPlatformVersion) {
-  struct Case {
-    const char* kind;
-    const char* nameKey;
-    const char* descriptionKey;
-    std::vector<F> v15;
-    std::vector<F> v16;
-  } cases[] = {
-      {"small_energy_macros", "ios_widgets_1", "ios_widgets_2", {F::systemSmall}, {F::systemSmall}},
-      {"medium_history", "ios_widgets_7", "ios_widgets_8", {F::systemMedium}, {F::systemMedium}},
-      {"small_energy",
-       "ios_widgets_1",
-       "ios_widgets_2",
-       {F::systemSmall},
-       {F::systemSmall, F::accessoryInline, F::accessoryCircular}},
-      {"small_bar_macros", "ios_widgets_1", "ios_widgets_2", {F::systemSmall}, {F::systemSmall}},
-      {"small_pie_macros", "ios_widgets_1", "ios_widgets_2", {F::systemSmall}, {F::systemSmall}},
-      {"medium_bar_macros", "ios_widgets_3", "ios_widgets_4", {F::systemMedium}, {F::systemMedium}},
-      {"medium_pie_macros",
-       "ios_widgets_3",
-       "ios_widgets_4",
-       {F::systemMedium},
-       {F::systemMedium, F::accessoryRectangular}},
-      {"medium_buttons",
-       "ios_widgets_5",
-       "ios_widgets_6",
-       {F::systemMedium},
-       {F::systemMedium, F::accessoryCircular}},
-      {"lockscreen_button", "ios_widgets_5", "ios_widgets_6", {}, {F::accessoryCircular}},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(displayNameKey(c.kind), c.nameKey) << c.kind;
-    EXPECT_EQ(descriptionKey(c.kind), c.descriptionKey) << c.kind;
+  const nlohmann::json rows =
+      testing::readJsonFile(std::filesystem::path(KM_SOURCE_DIR) / "tests/host/catalogue.json");
+  ASSERT_EQ(rows.size(), kAllWidgetKinds.size());
+  for (const auto& row : rows) {
+    const std::string kind = row.at("kind");
+    EXPECT_EQ(displayNameKey(kind), row.at("nameKey").get<std::string>()) << kind;
+    EXPECT_EQ(descriptionKey(kind), row.at("descriptionKey").get<std::string>()) << kind;
     for (auto [major, minor] : {std::pair{15, 0}, {15, 9}, {16, 0}, {16, 4}, {17, 0}}) {
       ScopedPlatformVersion version({major, minor});
-      EXPECT_EQ(supportedFamilies(c.kind), major >= 16 ? c.v16 : c.v15)
-          << c.kind << " on " << major << "." << minor;
+      std::vector<std::string> families;
+      for (WidgetFamily f : supportedFamilies(kind))
+        families.emplace_back(familyName(f));
+      EXPECT_EQ(nlohmann::json(families), row.at(major >= 16 ? "v16" : "v15"))
+          << kind << " on " << major << "." << minor;
     }
   }
 }

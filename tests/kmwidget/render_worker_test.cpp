@@ -15,6 +15,8 @@
 
 #include "fixtures/kmwidget_run.h"
 #include "fixtures/temp_dir.h"
+#include "platform/widgetkit/family_size.h"
+#include "platform/widgetkit/widget_family.h"
 #include "platform/widgetkit/widget_rendering_mode.h"
 
 namespace km::cli {
@@ -74,71 +76,44 @@ class RenderWorkerTest : public ::testing::Test {
 };
 
 TEST_F(RenderWorkerTest, TilesAreTheRenderCommandsImages) {
+  // Kind, family, appearance, rendering mode, language, platform, device and scale.
   struct Case {
-    const char* kind;
-    WidgetFamily family;
-    ColorScheme appearance;
-    std::optional<RenderingMode> mode;
-    std::optional<std::string> language;
+    const char *kind, *family, *appearance, *mode, *language;
     int os;
-    PhoneModel device;
+    const char* device;
     double scale;
   } cases[] = {
-      {"small_energy",
-       WidgetFamily::systemSmall,
-       ColorScheme::light,
-       {},
-       "en",
-       17,
-       PhoneModel::phone393x852,
-       3},
-      {"medium_history",
-       WidgetFamily::systemMedium,
-       ColorScheme::dark,
-       {},
-       "de",
-       16,
-       PhoneModel::phone430x932,
-       2},
-      {"medium_buttons", WidgetFamily::systemMedium, ColorScheme::light, RenderingMode::accented,
-       "ar", 17, PhoneModel::phone393x852, 1},
-      {"small_energy",
-       WidgetFamily::accessoryCircular,
-       ColorScheme::light,
-       {},
-       std::nullopt,
-       17,
-       PhoneModel::phone393x852,
-       3},
+      {"small_energy", "systemSmall", "light", nullptr, "en", 17, "393x852", 3},
+      {"medium_history", "systemMedium", "dark", nullptr, "de", 16, "430x932", 2},
+      {"medium_buttons", "systemMedium", "light", "accented", "ar", 17, "393x852", 1},
+      {"small_energy", "accessoryCircular", "light", nullptr, nullptr, 17, "393x852", 3},
   };
   const std::string recordFile = dir_.file("record.json");
   std::ofstream(recordFile) << record(1234.5);
   RenderWorkerPool pool(workers());
   for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.kind) + " " + std::string(familyName(c.family)));
-    RenderRequest r = request(c.kind, c.family, record(1234.5));
-    r.appearance = c.appearance;
-    r.renderingMode = c.mode;
-    r.language = c.language;
+    SCOPED_TRACE(std::string(c.kind) + " " + c.family);
+    RenderRequest r = request(c.kind, familyFromName(c.family).value(), record(1234.5));
+    r.appearance = std::string(c.appearance) == "dark" ? ColorScheme::dark : ColorScheme::light;
+    if (c.mode) r.renderingMode = renderingModeFromName(c.mode);
+    if (c.language) r.language = c.language;
     r.os = PlatformVersion{c.os, 0};
-    r.device = c.device;
+    r.device = phoneModelFromName(c.device).value();
     r.scale = c.scale;
     const RenderResult tile = pool.render(r);
     ASSERT_TRUE(tile.ok) << tile.error;
 
     std::vector<std::string> args = {"--now", "2026-06-01T00:00:00+02:00", "--tz", "Europe/Berlin",
                                      "--os",  std::to_string(c.os)};
-    if (c.language) args.insert(args.end(), {"--language", *c.language});
+    if (c.language) args.insert(args.end(), {"--language", c.language});
     const std::string out = dir_.file("out");
     args.insert(args.end(), {"render", "--record", recordFile, "--kind", c.kind, "--family",
-                             std::string(familyName(c.family)), "--device",
-                             std::string(phoneModelName(c.device)), "--appearance",
-                             c.appearance == ColorScheme::dark ? "dark" : "light", "--scale",
-                             std::to_string(c.scale), "-o", out});
-    if (c.mode) args.insert(args.end(), {"--mode", std::string(renderingModeName(*c.mode))});
+                             c.family, "--device", c.device, "--appearance", c.appearance,
+                             "--scale", std::to_string(c.scale), "-o", out});
+    if (c.mode) args.insert(args.end(), {"--mode", c.mode});
     const auto run = km::testing::kmwidget(args);
     ASSERT_EQ(run.code, 0) << run.err;
-    const std::string file = std::string(c.kind) + "." + std::string(familyName(c.family));
+    const std::string file = std::string(c.kind) + "." + c.family;
     EXPECT_EQ(tile.png, readFile(std::filesystem::path(out) / (file + ".png")));
 
     args.insert(args.end(), {"--format", "json"});

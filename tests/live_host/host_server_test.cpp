@@ -6,6 +6,8 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <thread>
 #include <vector>
@@ -88,28 +90,21 @@ TEST(Arrangement, SavedFileRoundTripsAndForeignEntriesAreDropped) {
   EXPECT_FALSE(Arrangement::load(dir.file("missing.json")).ok());
 }
 
+// Each row of taps.json: a display list as the page holds it, and points with the URL a tap
+// there opens (null: none).
 TEST(Tap, TopmostLinkElseWidgetUrlElseNothing) {
-  const std::string list = R"({"widgetURL":"kalomate://diary-widget-x","items":[
-    {"type":"link","url":"kalomate://a","frame":[0,0,100,50]},
-    {"type":"shape","frame":[0,0,200,200]},
-    {"type":"link","url":"kalomate://b","frame":[40,0,100,50]},
-    {"type":"link","url":"kalomate://moved","frame":[0,0,10,10],"transform":[1,0,0,1,150,150]}]})";
-  struct Case {
-    double x, y;
-    std::optional<std::string> url;
-  };
-  for (const Case& c : std::vector<Case>{{10, 10, "kalomate://a"},
-                                         {50, 10, "kalomate://b"},  // drawn over a
-                                         {139.9, 49.9, "kalomate://b"},
-                                         {140, 10, "kalomate://diary-widget-x"},
-                                         {155, 155, "kalomate://moved"},
-                                         {5, 5 + 50, "kalomate://diary-widget-x"}}) {
-    EXPECT_EQ(urlAtPoint(list, c.x, c.y), c.url) << c.x << "," << c.y;
+  std::ifstream in(std::string(KM_SOURCE_DIR) + "/tests/live_host/taps.json");
+  const nlohmann::json rows = nlohmann::json::parse(in);
+  for (const nlohmann::json& row : rows) {
+    const std::string list =
+        row["list"].is_string() ? row["list"].get<std::string>() : row["list"].dump();
+    for (const nlohmann::json& tap : row["taps"]) {
+      const std::optional<std::string> want =
+          tap[2].is_null() ? std::nullopt : std::optional<std::string>(tap[2].get<std::string>());
+      EXPECT_EQ(urlAtPoint(list, tap[0], tap[1]), want) << row["name"] << " at " << tap;
+    }
   }
-  EXPECT_EQ(urlAtPoint(R"({"widgetURL":null,"items":[]})", 1, 1), std::nullopt);
-  EXPECT_EQ(urlAtPoint("not json", 1, 1), std::nullopt);
-  EXPECT_EQ(urlAtPoint(R"({"items":[{"type":"link","url":"u","frame":["a",0,1,1]}]})", 0, 0),
-            std::nullopt);
+  EXPECT_GE(rows.size(), 4u);  // the file was found and read
 }
 
 // A raw HTTP exchange on the loopback: whatever `request` holds, exactly as sent.

@@ -11,6 +11,7 @@
 #include <iterator>
 #include <numbers>
 
+#include "fixtures/json_match.h"
 #include "platform/ui/asset_catalog.h"
 #include "ui/librsvg_reference.h"
 
@@ -19,70 +20,120 @@ namespace {
 
 constexpr double kPi = std::numbers::pi;
 using Op = SvgSegment::Op;
+using nlohmann::json;
 
-SvgSegment M(double x, double y) {
-  return {Op::moveTo, {{x, y}, {}, {}}};
+json dump(const Rect& r) {
+  return {r.x, r.y, r.width, r.height};
 }
-SvgSegment L(double x, double y) {
-  return {Op::lineTo, {{x, y}, {}, {}}};
+json dump(const AffineTransform& t) {
+  return {t.xx, t.yx, t.xy, t.yy, t.x0, t.y0};
 }
-SvgSegment C(double x1, double y1, double x2, double y2, double x, double y) {
-  return {Op::curveTo, {{x1, y1}, {x2, y2}, {x, y}}};
+json dump(const std::optional<RGBA>& c) {
+  return c ? json{c->red, c->green, c->blue, c->alpha} : json("none");
 }
-const SvgSegment Z{Op::close, {}};
 
-void expectOutline(const SvgOutline& got, const SvgOutline& want, const std::string& what) {
-  ASSERT_EQ(got.size(), want.size()) << what;
-  for (size_t i = 0; i < got.size(); ++i) {
-    EXPECT_EQ(got[i].op, want[i].op) << what << " segment " << i;
-    for (int k = 0; k < 3; ++k) {
-      EXPECT_NEAR(got[i].p[k].x, want[i].p[k].x, 1e-9) << what << " segment " << i;
-      EXPECT_NEAR(got[i].p[k].y, want[i].p[k].y, 1e-9) << what << " segment " << i;
+// An outline as compact rows: ["M", x, y], ["L", x, y], ["C", x1, y1, x2, y2, x, y], ["Z"].
+json dump(const SvgOutline& outline) {
+  json out = json::array();
+  for (const SvgSegment& s : outline) {
+    static const char* const kOps[] = {"M", "L", "C", "Z"};
+    json row = {kOps[static_cast<int>(s.op)]};
+    const int points = s.op == Op::curveTo ? 3 : s.op == Op::close ? 0 : 1;
+    for (int k = 0; k < points; ++k)
+      row.insert(row.end(), {s.p[k].x, s.p[k].y});
+    out.push_back(row);
+  }
+  return out;
+}
+
+json dump(const SvgIcon& icon) {
+  static const char* const kAlign[] = {"none", "min", "mid", "max"};
+  json items = json::array();
+  for (const SvgItem& item : icon.items) {
+    if (const auto* g = std::get_if<SvgBeginGroup>(&item)) {
+      items.push_back({{"group", g->opacity}});
+    } else if (std::holds_alternative<SvgEndGroup>(item)) {
+      items.push_back("end");
+    } else {
+      const auto& s = std::get<SvgShape>(item);
+      static const char* const kCaps[] = {"butt", "round", "square"};
+      static const char* const kJoins[] = {"miter", "round", "bevel"};
+      items.push_back({{"outline", dump(s.outline)},
+                       {"transform", dump(s.transform)},
+                       {"fill", dump(s.fill)},
+                       {"evenOdd", s.fillRule == SvgFillRule::evenOdd},
+                       {"stroke", dump(s.stroke)},
+                       {"strokeWidth", s.strokeWidth},
+                       {"lineCap", kCaps[static_cast<int>(s.lineCap)]},
+                       {"lineJoin", kJoins[static_cast<int>(s.lineJoin)]},
+                       {"miterLimit", s.miterLimit},
+                       {"dashes", s.dashes},
+                       {"opacity", s.opacity}});
     }
   }
+  return {{"size", {icon.size.width, icon.size.height}},
+          {"viewBox", dump(icon.viewBox)},
+          {"align",
+           {kAlign[static_cast<int>(icon.aspectRatio.x)],
+            kAlign[static_cast<int>(icon.aspectRatio.y)], icon.aspectRatio.slice}},
+          {"items", items}};
 }
 
-TEST(SvgIconTest, PathData) {
-  struct Case {
-    const char* d;
-    SvgOutline want;
-  } cases[] = {
-      {"", {}},
-      {"M12 2.5v5M9.5 5h5", {M(12, 2.5), L(12, 7.5), M(9.5, 5), L(14.5, 5)}},
-      // Compact numbers; a moveto's further pairs are linetos.
-      {"M1.5.5-3-3", {M(1.5, 0.5), L(-3, -3)}},
-      {"M1e1-1E-1 2,3", {M(10, -0.1), L(2, 3)}},
-      {"M+1 -.5.25.75", {M(1, -0.5), L(0.25, 0.75)}},
-      // Relative commands, and a relative moveto after a close starts from the subpath's start.
-      {"m1 1 2 2l1-1zm1 1", {M(1, 1), L(3, 3), L(4, 2), Z, M(2, 2)}},
-      {"M0 0H10V10h-5v-5Z", {M(0, 0), L(10, 0), L(10, 10), L(5, 10), L(5, 5), Z}},
-      {"M0 0h1 2 3", {M(0, 0), L(1, 0), L(3, 0), L(6, 0)}},
-      // A smooth curve reflects the previous curve's second control point...
-      {"M0 0C1 2 3 4 5 6S9 10 11 12", {M(0, 0), C(1, 2, 3, 4, 5, 6), C(7, 8, 9, 10, 11, 12)}},
-      {"M0 0c1 2 3 4 5 6s4 4 6 6", {M(0, 0), C(1, 2, 3, 4, 5, 6), C(7, 8, 9, 10, 11, 12)}},
-      // ... and after anything else starts at the current point.
-      {"M0 0L1 1S2 2 3 3", {M(0, 0), L(1, 1), C(1, 1, 2, 2, 3, 3)}},
-      // Quadratics become cubics with control points two thirds of the way to q.
-      {"M0 0Q3 3 6 0T12 0", {M(0, 0), C(2, 2, 4, 2, 6, 0), C(8, -2, 10, -2, 12, 0)}},
-      {"M0 0q3 3 6 0t6 0", {M(0, 0), C(2, 2, 4, 2, 6, 0), C(8, -2, 10, -2, 12, 0)}},
-      {"M0 0T3 0", {M(0, 0), C(0, 0, 1, 0, 3, 0)}},
-      // Degenerate arcs: a zero radius is a line; an arc to its own start is nothing.
-      {"M1 1A0 5 0 0 1 4 5", {M(1, 1), L(4, 5)}},
-      {"M1 1a5 5 0 0 1 0 0", {M(1, 1)}},
-  };
-  for (const auto& c : cases) {
-    auto got = parseSvgPathData(c.d);
-    ASSERT_TRUE(got.ok()) << c.d << ": " << got.error().message;
-    expectOutline(*got, c.want, c.d);
-  }
-}
-
-TEST(SvgIconTest, MalformedPathDataIsRefused) {
-  for (const char* d :
-       {"L1 1", "M1", "M1 2 3", "M1 2z3", "M1 2X", "M1 2A1 1 0 2 0 3 3", "M..5 1"}) {
-    auto got = parseSvgPathData(d);
-    ASSERT_FALSE(got.ok()) << d;
-    EXPECT_TRUE(got.error().message.starts_with("unsupported: path data")) << got.error().message;
+// Every case in svg/cases.json is either path data ("path") or an icon ("body" inside an svg
+// element with the attributes "root", or a whole "document"). A case gives the "error" its
+// text must be refused with (a prefix), or what the parse must give: an "outline" for path
+// data; for an icon, a part of its dump ("icon"), its "declaredSize", and where its view box
+// lands in a viewport ("fit": {"viewport", "transform"}).
+TEST(SvgIconTest, CasesParseAsWorkedOut) {
+  const json cases = testing::readJsonFile(std::filesystem::path(KM_SOURCE_DIR) / "tests" / "ui" /
+                                           "svg" / "cases.json");
+  ASSERT_GE(cases.size(), 60u);
+  for (const json& c : cases) {
+    const std::string name = c["name"];
+    std::string why;
+    if (c.contains("path")) {
+      const auto outline = parseSvgPathData(c["path"].get<std::string>());
+      if (c.contains("error")) {
+        ASSERT_FALSE(outline.ok()) << name;
+        EXPECT_TRUE(outline.error().message.starts_with(c["error"].get<std::string>()))
+            << name << ": " << outline.error().message;
+      } else {
+        ASSERT_TRUE(outline.ok()) << name << ": " << outline.error().message;
+        EXPECT_TRUE(testing::jsonMatches(c["outline"], dump(*outline), 1e-9, why)) << name << why;
+      }
+      continue;
+    }
+    const std::string document = c.contains("document")
+                                     ? c["document"].get<std::string>()
+                                     : R"(<svg xmlns="http://www.w3.org/2000/svg" )" +
+                                           c.value("root", R"(viewBox="0 0 100 100")") + ">" +
+                                           c.value("body", "") + "</svg>";
+    const auto icon = parseSvgIcon(document);
+    if (c.contains("error")) {
+      ASSERT_FALSE(icon.ok()) << name;
+      EXPECT_TRUE(icon.error().message.starts_with(c["error"].get<std::string>()))
+          << name << ": " << icon.error().message;
+      continue;
+    }
+    ASSERT_TRUE(icon.ok()) << name << ": " << icon.error().message;
+    const json got = dump(*icon);
+    EXPECT_TRUE(testing::jsonMatches(c.value("icon", json()), got, 1e-9, why))
+        << name << why << "\n"
+        << got.dump();
+    if (c.contains("declaredSize")) {
+      const auto size = svgDeclaredSize(document);
+      ASSERT_TRUE(size) << name;
+      EXPECT_EQ(json({size->width, size->height}), c["declaredSize"]) << name;
+    }
+    if (c.contains("fit")) {
+      const json& fit = c["fit"];
+      const Rect viewport{fit["viewport"][0], fit["viewport"][1], fit["viewport"][2],
+                          fit["viewport"][3]};
+      EXPECT_TRUE(testing::jsonMatches(
+          fit["transform"], dump(svgViewBoxTransform(icon->viewBox, icon->aspectRatio, viewport)),
+          1e-9, why))
+          << name << why;
+    }
   }
 }
 
@@ -161,225 +212,6 @@ TEST(SvgIconTest, ArcsFollowTheAnalyticEllipse) {
 
 std::string svg(const std::string& body, const std::string& root = R"(viewBox="0 0 100 100")") {
   return R"(<svg xmlns="http://www.w3.org/2000/svg" )" + root + ">" + body + "</svg>";
-}
-
-std::vector<SvgShape> shapesOf(const std::string& document) {
-  auto icon = parseSvgIcon(document);
-  EXPECT_TRUE(icon.ok()) << document << ": " << (icon.ok() ? "" : icon.error().message);
-  std::vector<SvgShape> out;
-  if (icon.ok()) {
-    for (const auto& item : icon->items)
-      if (auto* s = std::get_if<SvgShape>(&item)) out.push_back(*s);
-  }
-  return out;
-}
-
-TEST(SvgIconTest, RectCornerRadii) {
-  // Where the outline starts tells rx (it starts after the top-left corner's curve), where its
-  // first arc ends tells ry.
-  struct Case {
-    const char* radii;
-    double rx, ry;
-  } cases[] = {
-      {"", 0, 0},
-      {R"(rx="3")", 3, 3},
-      {R"(ry="2")", 2, 2},
-      {R"(rx="3" ry="1")", 3, 1},
-      {R"(rx="100")", 10, 5},  // each at most half its side
-      {R"(rx="8" ry="100")", 8, 5},
-      {R"(rx="0" ry="4")", 0, 0},  // one zero radius: square corners
-      {R"(rx="2px")", 2, 2},
-  };
-  for (const auto& c : cases) {
-    const auto shapes =
-        shapesOf(svg(R"(<rect x="1" y="2" width="20" height="10" )" + std::string(c.radii) + "/>"));
-    ASSERT_EQ(shapes.size(), 1u) << c.radii;
-    const SvgOutline& o = shapes[0].outline;
-    EXPECT_EQ(o[0], M(1 + c.rx, 2)) << c.radii;
-    if (c.rx == 0) {
-      expectOutline(o, {M(1, 2), L(21, 2), L(21, 12), L(1, 12), Z}, c.radii);
-    } else {
-      ASSERT_EQ(o[2].op, Op::curveTo) << c.radii;
-      EXPECT_NEAR(o[2].p[2].x, 21, 1e-9) << c.radii;
-      EXPECT_NEAR(o[2].p[2].y, 2 + c.ry, 1e-9) << c.radii;
-      EXPECT_EQ(o.back().op, Op::close) << c.radii;
-    }
-  }
-  // An empty rectangle draws nothing.
-  EXPECT_TRUE(shapesOf(svg(R"(<rect width="0" height="5"/>)")).empty());
-}
-
-TEST(SvgIconTest, Transforms) {
-  // Where the transform list (on a group around a line, then on the line itself) takes (1, 1).
-  struct Case {
-    const char* group;
-    const char* element;
-    Point want;
-  } cases[] = {
-      {"translate(10)", "", {11, 1}},
-      {"translate(10 20)", "", {11, 21}},
-      {"scale(2)", "", {2, 2}},
-      {"scale(2,3)", "", {2, 3}},
-      {"rotate(90)", "", {-1, 1}},
-      {"rotate(90 10 10)", "", {19, 1}},
-      {"skewX(45)", "", {2, 1}},
-      {"skewY(45)", "", {1, 2}},
-      {"matrix(1 2 3 4 5 6)", "", {9, 12}},
-      {"translate(10,0) scale(2)", "", {12, 2}},  // the last one applies first
-      {"scale(2)translate(10,0)", "", {22, 2}},
-      {"translate(10)", "scale(3)", {13, 3}},  // the group's applies after the element's
-  };
-  for (const auto& c : cases) {
-    const std::string line = std::string(R"(<line x2="1" y2="1" stroke="#000")") +
-                             (*c.element ? std::string(R"( transform=")") + c.element + "\"" : "") +
-                             "/>";
-    const auto shapes =
-        shapesOf(svg(std::string(R"(<g transform=")") + c.group + "\">" + line + "</g>"));
-    ASSERT_EQ(shapes.size(), 1u) << c.group;
-    const Point p = shapes[0].transform.apply({1, 1});
-    EXPECT_NEAR(p.x, c.want.x, 1e-9) << c.group << " " << c.element;
-    EXPECT_NEAR(p.y, c.want.y, 1e-9) << c.group << " " << c.element;
-  }
-}
-
-TEST(SvgIconTest, InheritedPresentationAttributes) {
-  const auto icon = parseSvgIcon(svg(R"~(
-    <g fill="none" stroke="#000" stroke-width="2" stroke-linecap="round" stroke-linejoin="round"
-       stroke-opacity="0.5" opacity="0.5">
-      <path d="M0 0h1"/>
-      <g stroke="rgb(255, 0, 50%)" stroke-width="3px" fill-rule="evenodd" stroke-dasharray="1 2 3">
-        <circle r="2" fill="currentColor" fill-opacity=".25" opacity="0.8"/>
-        <line x2="1" display="none"/>
-      </g>
-      <ellipse rx="1" ry="2" fill="inherit" stroke-opacity="inherit" color="red"/>
-    </g>
-    <path d="M0 0h1" color="blue" fill="currentColor" stroke-miterlimit="7"/>)~"));
-  ASSERT_TRUE(icon.ok()) << icon.error().message;
-  // The group's opacity applies once to the group, not to each member.
-  ASSERT_EQ(icon->items.size(), 6u);
-  ASSERT_TRUE(std::holds_alternative<SvgBeginGroup>(icon->items[0]));
-  EXPECT_EQ(std::get<SvgBeginGroup>(icon->items[0]).opacity, 0.5);
-  ASSERT_TRUE(std::holds_alternative<SvgEndGroup>(icon->items[4]));
-  const auto& first = std::get<SvgShape>(icon->items[1]);
-  EXPECT_FALSE(first.fill);
-  EXPECT_EQ(first.stroke, (RGBA{0, 0, 0, 0.5}));
-  EXPECT_EQ(first.strokeWidth, 2);
-  EXPECT_EQ(first.lineCap, SvgLineCap::round);
-  EXPECT_EQ(first.lineJoin, SvgLineJoin::round);
-  EXPECT_EQ(first.opacity, 1);
-  EXPECT_TRUE(first.dashes.empty());
-
-  const auto& circle = std::get<SvgShape>(icon->items[2]);
-  EXPECT_EQ(circle.fill, (RGBA{0, 0, 0, 0.25}));  // currentColor without a colour is black
-  EXPECT_EQ(circle.stroke, (RGBA{1, 0, 128 / 255.0, 0.5}));
-  EXPECT_EQ(circle.strokeWidth, 3);
-  EXPECT_EQ(circle.fillRule, SvgFillRule::evenOdd);
-  EXPECT_EQ(circle.opacity, 0.8);
-  EXPECT_EQ(circle.dashes, (std::vector<double>{1, 2, 3, 1, 2, 3}));  // odd lists repeat
-
-  const auto& ellipse = std::get<SvgShape>(icon->items[3]);
-  EXPECT_FALSE(ellipse.fill);                       // "inherit" keeps the group's none
-  EXPECT_EQ(ellipse.stroke, (RGBA{0, 0, 0, 0.5}));  // a colour of its own does not matter
-  EXPECT_EQ(ellipse.lineCap, SvgLineCap::round);
-
-  const auto& outside = std::get<SvgShape>(icon->items[5]);
-  EXPECT_EQ(outside.fill, (RGBA{0, 0, 1, 1}));
-  EXPECT_FALSE(outside.stroke);
-  EXPECT_EQ(outside.strokeWidth, 1);
-  EXPECT_EQ(outside.lineCap, SvgLineCap::butt);
-  EXPECT_EQ(outside.miterLimit, 7);
-}
-
-TEST(SvgIconTest, RootSizeAndViewBox) {
-  struct Case {
-    const char* root;
-    Size size;
-    Rect viewBox;
-  } cases[] = {
-      {R"(width="24" height="24" viewBox="0 0 24 24")", {24, 24}, {0, 0, 24, 24}},
-      {R"(width="32px" height="16" viewBox="-1,2,8,4")", {32, 16}, {-1, 2, 8, 4}},
-      {R"(width="1in" height="0.5in" viewBox="0 0 2 1")", {72, 36}, {0, 0, 2, 1}},
-      {R"(width="12pt" height="1pc")", {12, 12}, {0, 0, 12, 12}},
-      {R"(width="100%" viewBox="0 0 10 20")", {10, 20}, {0, 0, 10, 20}},
-      {R"(height="40" viewBox="0 0 10 20")", {10, 40}, {0, 0, 10, 20}},
-  };
-  for (const auto& c : cases) {
-    const std::string document = svg("", c.root);
-    auto icon = parseSvgIcon(document);
-    ASSERT_TRUE(icon.ok()) << c.root << ": " << icon.error().message;
-    EXPECT_EQ(icon->size, c.size) << c.root;
-    EXPECT_EQ(icon->viewBox, c.viewBox) << c.root;
-    EXPECT_EQ(svgDeclaredSize(document), c.size) << c.root;
-  }
-}
-
-TEST(SvgIconTest, ViewBoxFitsTheViewport) {
-  using A = SvgAspectRatio::Align;
-  struct Case {
-    SvgAspectRatio ar;
-    Rect viewBox, viewport;
-    AffineTransform want;
-  } cases[] = {
-      {{}, {0, 0, 24, 12}, {0, 0, 48, 48}, {2, 0, 0, 2, 0, 12}},  // meet, centred
-      {{A::min, A::min, false}, {0, 0, 24, 12}, {0, 0, 48, 48}, {2, 0, 0, 2, 0, 0}},
-      {{A::max, A::max, false}, {0, 0, 24, 12}, {0, 0, 48, 48}, {2, 0, 0, 2, 0, 24}},
-      {{A::mid, A::mid, true}, {0, 0, 24, 12}, {0, 0, 48, 48}, {4, 0, 0, 4, -24, 0}},
-      {{A::none, A::none, false}, {0, 0, 24, 12}, {0, 0, 48, 48}, {2, 0, 0, 4, 0, 0}},
-      {{}, {10, 10, 24, 24}, {5, 5, 48, 48}, {2, 0, 0, 2, -15, -15}},
-  };
-  for (const auto& c : cases) {
-    const AffineTransform got = svgViewBoxTransform(c.viewBox, c.ar, c.viewport);
-    EXPECT_EQ(got, c.want) << c.viewBox.width << "x" << c.viewBox.height << " in "
-                           << c.viewport.width << "x" << c.viewport.height;
-  }
-  auto icon = parseSvgIcon(svg("", R"(viewBox="0 0 1 1" preserveAspectRatio="xMaxYMin slice")"));
-  ASSERT_TRUE(icon.ok());
-  EXPECT_EQ(icon->aspectRatio.x, A::max);
-  EXPECT_EQ(icon->aspectRatio.y, A::min);
-  EXPECT_TRUE(icon->aspectRatio.slice);
-}
-
-TEST(SvgIconTest, ContentBeyondTheSubsetIsRefused) {
-  struct Case {
-    std::string document;
-    const char* message;
-  } cases[] = {
-      {svg("", R"(viewBox="0 0 1 1" style="fill:red")"), "unsupported: attribute style on svg"},
-      {svg(R"(<path style="fill:red" d="M0 0h1"/>)"), "unsupported: attribute style on path"},
-      {svg("<style>path{fill:red}</style>"), "unsupported: element style"},
-      {svg("<linearGradient/>"), "unsupported: element linearGradient"},
-      {svg(R"~(<rect width="1" height="1" fill="url(#g)"/>)~"), R"~(unsupported: fill="url(#g)")~"},
-      {svg("<text>kcal</text>"), "unsupported: element text"},
-      {svg(R"(<use href="#a"/>)"), "unsupported: element use"},
-      {svg("<mask/>"), "unsupported: element mask"},
-      {svg("<filter/>"), "unsupported: element filter"},
-      {svg("<clipPath/>"), "unsupported: element clipPath"},
-      {svg("<image/>"), "unsupported: element image"},
-      {svg("<svg/>"), "unsupported: nested svg"},
-      {svg(R"~(<g clip-path="url(#c)"/>)~"), "unsupported: attribute clip-path on g"},
-      {svg(R"(<path d="M0 0h1" stroke-width="1em"/>)"), R"(unsupported: stroke-width="1em")"},
-      {svg(R"(<circle r="10%"/>)"), R"(unsupported: r="10%" on circle)"},
-      {svg(R"(<path d="M0 0L"/>)"), "unsupported: path data expects a number at \"\""},
-      {svg(R"(<polygon points="1 2 3"/>)"), "unsupported: points of polygon"},
-      {svg("", R"(width="2em" height="2em")"), R"(unsupported: width="2em")"},
-      {svg("", R"(viewBox="0 0 0 1")"), R"(unsupported: viewBox="0 0 0 1")"},
-      {svg("", R"~(viewBox="0 0 1 1" transform="scale(2)")~"),
-       "unsupported: attribute transform on svg"},
-      {svg("", ""), "unsupported: svg without width, height or viewBox"},
-      {R"(<html xmlns="http://www.w3.org/1999/xhtml"/>)", "unsupported: root element is not svg"},
-      {svg("<g>"), "malformed XML: "},
-  };
-  for (const auto& c : cases) {
-    auto icon = parseSvgIcon(c.document);
-    ASSERT_FALSE(icon.ok()) << c.document;
-    EXPECT_TRUE(icon.error().message.starts_with(c.message))
-        << c.document << "\n  gave: " << icon.error().message;
-  }
-  // What is not drawn is not judged: descriptions, definitions and editors' own elements.
-  EXPECT_EQ(shapesOf(svg(R"(<title>x</title><defs><linearGradient/></defs>
-      <x:view xmlns:x="urn:editor"><text/></x:view><rect width="1" height="1" xmlns:x="urn:editor" x:a="1"/>)"))
-                .size(),
-            1u);
 }
 
 using test::librsvgMapped;

@@ -4,9 +4,8 @@
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "fixtures/json_match.h"
 #include "platform/ui/display_list_json.h"
 #include "platform/ui/layout.h"
 
@@ -18,48 +17,6 @@ using nlohmann::json;
 const std::filesystem::path kScenarios =
     std::filesystem::path(KM_SOURCE_DIR) / "tests" / "view_description" / "scenarios";
 
-json readJson(const std::filesystem::path& file) {
-  std::ifstream in(file);
-  EXPECT_TRUE(in) << file;
-  return json::parse(in);
-}
-
-// Whether the dump `got` has everything `want` asks for: every key of an object, every element
-// of an array (null in `want` accepts anything), numbers within `tolerance`.
-bool matches(const json& want, const json& got, double tolerance, std::string& why,
-             const std::string& where) {
-  if (want.is_null()) return true;
-  if (want.is_number()) {
-    if (got.is_number() && std::abs(want.get<double>() - got.get<double>()) <= tolerance) {
-      return true;
-    }
-  } else if (want.is_object()) {
-    if (got.is_object()) {
-      for (const auto& [k, v] : want.items()) {
-        if (!got.contains(k)) {
-          why = where + "." + k + " is missing";
-          return false;
-        }
-        if (!matches(v, got[k], tolerance, why, where + "." + k)) return false;
-      }
-      return true;
-    }
-  } else if (want.is_array()) {
-    if (got.is_array() && got.size() == want.size()) {
-      for (size_t i = 0; i < want.size(); ++i) {
-        if (!matches(want[i], got[i], tolerance, why, where + "[" + std::to_string(i) + "]")) {
-          return false;
-        }
-      }
-      return true;
-    }
-  } else if (want == got) {
-    return true;
-  }
-  why = where + ": want " + want.dump() + ", got " + got.dump();
-  return false;
-}
-
 // Every scenario file (but the error table) holds cases of a view, a canvas and the items the
 // display list must have, back to front; the expectations are worked by hand from the phone's
 // documented layout rules. Numbers match to the dump's thousandths, or to a case's own
@@ -69,7 +26,7 @@ TEST(ViewDescriptionTest, ScenariosLayOutWithTheExpectedFrames) {
   int cases = 0;
   for (const auto& entry : std::filesystem::directory_iterator(kScenarios)) {
     if (entry.path().filename() == "errors.json") continue;
-    for (const json& c : readJson(entry.path())) {
+    for (const json& c : testing::readJsonFile(entry.path())) {
       const std::string name =
           entry.path().filename().string() + ": " + c["name"].get<std::string>();
       ++cases;
@@ -83,7 +40,8 @@ TEST(ViewDescriptionTest, ScenariosLayOutWithTheExpectedFrames) {
       ASSERT_EQ(dump["items"].size(), want.size()) << name << "\n" << dump.dump();
       for (size_t i = 0; i < want.size(); ++i) {
         std::string why;
-        EXPECT_TRUE(matches(want[i], dump["items"][i], tolerance, why, "item " + std::to_string(i)))
+        EXPECT_TRUE(testing::jsonMatches(want[i], dump["items"][i], tolerance, why,
+                                         "item " + std::to_string(i)))
             << name << ": " << why;
       }
     }
@@ -93,7 +51,7 @@ TEST(ViewDescriptionTest, ScenariosLayOutWithTheExpectedFrames) {
 }
 
 TEST(ViewDescriptionTest, BadDescriptionsNameTheOffendingPath) {
-  for (const json& c : readJson(kScenarios / "errors.json")) {
+  for (const json& c : testing::readJsonFile(kScenarios / "errors.json")) {
     const std::string name = c["name"].get<std::string>();
     const Result<View> view = parseViewDescription(c["view"]);
     ASSERT_FALSE(view.ok()) << name;

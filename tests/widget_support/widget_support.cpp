@@ -132,26 +132,12 @@ Json widgetJson(const View& view, WidgetFamily family, ColorScheme scheme, std::
   return displayJson(layoutWidget(view, family), family, scheme, kind);
 }
 
-std::vector<Json> itemsOfType(const Json& list, std::string_view type) {
-  std::vector<Json> out;
-  for (const Json& item : list.at("items")) {
-    if (item.value("type", "") == type) out.push_back(item);
-  }
-  return out;
-}
-
 std::vector<std::string> texts(const Json& list) {
   std::vector<std::string> out;
-  for (const Json& item : itemsOfType(list, "text"))
-    out.push_back(item.at("text"));
-  return out;
-}
-
-std::optional<Json> findText(const Json& list, std::string_view text) {
-  for (const Json& item : itemsOfType(list, "text")) {
-    if (item.at("text").get<std::string>() == text) return item;
+  for (const Json& item : list.at("items")) {
+    if (item.value("type", "") == "text") out.push_back(item.at("text"));
   }
-  return std::nullopt;
+  return out;
 }
 
 std::optional<std::string> widgetURLOf(const Json& list) {

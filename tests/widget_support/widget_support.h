@@ -87,12 +87,8 @@ Json widgetJson(const View& view, WidgetFamily family, ColorScheme scheme = Colo
 Json displayJson(const DisplayList& list, WidgetFamily family,
                  ColorScheme scheme = ColorScheme::light, std::string_view kind = "test");
 
-// Queries on a JSON display list ({"items": [...]}), items in drawing order.
-std::vector<Json> itemsOfType(const Json& list, std::string_view type);
-// Every text item's string, in drawing order.
+// Every text item's string of a JSON display list ({"items": [...]}), in drawing order.
 std::vector<std::string> texts(const Json& list);
-// The first text item whose string equals `text`.
-std::optional<Json> findText(const Json& list, std::string_view text);
 // The widget URL, or nullopt when the list has none.
 std::optional<std::string> widgetURLOf(const Json& list);
 

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <map>
 #include <sstream>
 
+#include "fixtures/json_match.h"
 #include "host/km_widget_entry_view.h"
 #include "model/extension_log.h"
 #include "widget_support/widget_support.h"
@@ -26,51 +28,46 @@ using F = WidgetFamily;
 using Expected = View (*)(const NutritionEntry&);
 
 // What each widget draws when made directly, with the arguments the entry view must pass.
-View calorieDonut(const NutritionEntry& e) {
-  return SmallWidget{e}.body();
-}
-View history(const NutritionEntry& e) {
-  return MediumWidget{e, 5}.body();
-}
-View energy(const NutritionEntry& e) {
-  return SmallWidgetEnergy{e, false}.body();
-}
-View inlineCalories(const NutritionEntry& e) {
-  return LockscreenInlineCalories{e}.body();
-}
-View gauge(const NutritionEntry& e) {
-  return LockscreenSmallCalories{e, 20, false}.body();
-}
-View lockMacros(const NutritionEntry& e) {
-  return LockscreenMediumCalories{e}.body();
-}
-View smallBars(const NutritionEntry& e) {
-  return SmallWidgetMacros{e, true}.body();
-}
-View mediumBars(const NutritionEntry& e) {
-  return MediumWidgetEnergyMacroBars{e}.body();
-}
-View smallPie(const NutritionEntry& e) {
-  return SmallWidgetMacroPie{e, true}.body();
-}
-View mediumPie(const NutritionEntry& e) {
-  return MediumWidgetEnergyMacroPie{e}.body();
-}
-View buttons(const NutritionEntry& e) {
-  return MediumWidgetEnergyButtons{e}.body();
-}
-View barcodeButton(const NutritionEntry& e) {
-  return LockscreenSmallButton{e, "ic_barcode_24px", "barcodeScan"}.body();
-}
-View addFoodButton(const NutritionEntry& e) {
-  return LockscreenSmallButton{e, "ic_add_meal_24px", "addFood"}.body();
-}
-
-struct DispatchCase {
-  const char* kind;
-  F family;
-  int platform;
-  Expected expected;  // null: the entry view draws nothing
+const std::map<std::string, Expected> kWidgets = {
+    {"SmallWidget", [](const NutritionEntry& e) { return SmallWidget{e}.body(); }},
+    {"MediumWidget",
+     [](const NutritionEntry& e) {
+       return MediumWidget{e, 5}.body();
+     }},
+    {"SmallWidgetEnergy",
+     [](const NutritionEntry& e) {
+       return SmallWidgetEnergy{e, false}.body();
+     }},
+    {"LockscreenInlineCalories",
+     [](const NutritionEntry& e) { return LockscreenInlineCalories{e}.body(); }},
+    {"LockscreenSmallCalories",
+     [](const NutritionEntry& e) {
+       return LockscreenSmallCalories{e, 20, false}.body();
+     }},
+    {"LockscreenMediumCalories",
+     [](const NutritionEntry& e) { return LockscreenMediumCalories{e}.body(); }},
+    {"SmallWidgetMacros",
+     [](const NutritionEntry& e) {
+       return SmallWidgetMacros{e, true}.body();
+     }},
+    {"MediumWidgetEnergyMacroBars",
+     [](const NutritionEntry& e) { return MediumWidgetEnergyMacroBars{e}.body(); }},
+    {"SmallWidgetMacroPie",
+     [](const NutritionEntry& e) {
+       return SmallWidgetMacroPie{e, true}.body();
+     }},
+    {"MediumWidgetEnergyMacroPie",
+     [](const NutritionEntry& e) { return MediumWidgetEnergyMacroPie{e}.body(); }},
+    {"MediumWidgetEnergyButtons",
+     [](const NutritionEntry& e) { return MediumWidgetEnergyButtons{e}.body(); }},
+    {"LockscreenSmallButton barcode",
+     [](const NutritionEntry& e) {
+       return LockscreenSmallButton{e, "ic_barcode_24px", "barcodeScan"}.body();
+     }},
+    {"LockscreenSmallButton add food",
+     [](const NutritionEntry& e) {
+       return LockscreenSmallButton{e, "ic_add_meal_24px", "addFood"}.body();
+     }},
 };
 
 bool drawsNothing(const Json& list) {
@@ -78,8 +75,8 @@ bool drawsNothing(const Json& list) {
          list.at("containerBackground").is_null();
 }
 
-// Each row of the dispatch table draws exactly what its widget draws when made directly with
-// the row's arguments, and the rows marked "nothing" draw nothing at all.
+// Each row of dispatch.json (kind, family, platform) draws exactly what its widget draws when
+// made directly with the row's arguments, and the rows whose "draws" is null draw nothing.
 TEST(KMWidgetEntryViewTest, DispatchTable) {
   const NutritionEntry entry = RecordBuilder()
                                    .energy(2300, 2000)
@@ -88,66 +85,20 @@ TEST(KMWidgetEntryViewTest, DispatchTable) {
                                    .fat(40, 70)
                                    .history({1800, 2100, 1900, 2500, 1200, 900, 2300})
                                    .entry();
-  const DispatchCase cases[] = {
-      {"small_energy_macros", F::systemSmall, 17, calorieDonut},
-      {"small_energy_macros", F::systemMedium, 17, nullptr},
-      {"medium_history", F::systemMedium, 17, history},
-      {"medium_history", F::systemMedium, 15, history},
-      {"medium_history", F::systemSmall, 17, nullptr},
-      {"medium_history", F::accessoryRectangular, 17, nullptr},
-      {"small_energy", F::accessoryInline, 16, inlineCalories},
-      {"small_energy", F::accessoryCircular, 16, gauge},
-      {"small_energy", F::accessoryRectangular, 16, lockMacros},
-      {"small_energy", F::accessoryRectangular, 17, lockMacros},
-      {"small_energy", F::systemSmall, 15, energy},
-      {"small_energy", F::systemSmall, 17, energy},
-      {"small_energy", F::systemMedium, 17, nullptr},
-      {"small_energy", F::accessoryCircular, 15, nullptr},
-      {"small_energy", F::accessoryInline, 15, nullptr},
-      {"small_energy", F::accessoryRectangular, 15, nullptr},
-      // The macro kinds outside the gallery have no family test.
-      {"small_bar_macros", F::systemSmall, 17, smallBars},
-      {"small_bar_macros", F::systemMedium, 15, smallBars},
-      {"small_bar_macros", F::accessoryCircular, 16, smallBars},
-      {"medium_bar_macros", F::systemMedium, 17, mediumBars},
-      {"medium_bar_macros", F::systemSmall, 15, mediumBars},
-      {"small_pie_macros", F::systemSmall, 17, smallPie},
-      {"small_pie_macros", F::systemMedium, 16, smallPie},
-      {"small_pie_macros", F::systemMedium, 17, smallPie},
-      {"medium_pie_macros", F::systemMedium, 17, mediumPie},
-      // Before lock-screen widgets the medium pie is drawn whatever the family.
-      {"medium_pie_macros", F::accessoryCircular, 15, mediumPie},
-      {"medium_pie_macros", F::systemSmall, 15, mediumPie},
-      {"medium_pie_macros", F::accessoryRectangular, 16, lockMacros},
-      {"medium_pie_macros", F::accessoryRectangular, 17, lockMacros},
-      {"medium_pie_macros", F::accessoryCircular, 16, nullptr},
-      {"medium_pie_macros", F::systemSmall, 16, nullptr},
-      {"medium_pie_macros", F::systemSmall, 17, nullptr},
-      {"medium_buttons", F::accessoryCircular, 16, barcodeButton},
-      {"medium_buttons", F::accessoryCircular, 17, barcodeButton},
-      {"medium_buttons", F::accessoryCircular, 15, nullptr},
-      {"medium_buttons", F::systemMedium, 15, buttons},
-      {"medium_buttons", F::systemMedium, 17, buttons},
-      {"medium_buttons", F::systemSmall, 17, nullptr},
-      // No family test for this kind: a home-screen family still gets the add-food button.
-      {"lockscreen_button", F::systemSmall, 17, addFoodButton},
-      {"lockscreen_button", F::accessoryCircular, 16, addFoodButton},
-      {"lockscreen_calories", F::accessoryCircular, 17, nullptr},
-      {"Small_Energy", F::systemSmall, 17, nullptr},
-      {"", F::systemSmall, 17, nullptr},
-  };
-  for (const DispatchCase& c : cases) {
-    SCOPED_TRACE(std::string(c.kind) + " " + std::string(familyName(c.family)) + " on " +
-                 std::to_string(c.platform));
-    WidgetTestEnvironment env("en", c.platform);
+  const Json rows = readJsonFile(std::string(KM_SOURCE_DIR) + "/tests/widget_views/dispatch.json");
+  ASSERT_GE(rows.size(), 40u);
+  for (const Json& row : rows) {
+    SCOPED_TRACE(row.dump());
+    const F family = familyFromName(row.at("family").get<std::string>()).value();
+    WidgetTestEnvironment env("en", row.at("platform"));
     std::ostringstream log;  // the pie charts log their angles
     ScopedExtensionLog capture(log);
-    const Json drawn = widgetJson(KMWidgetEntryView{entry, c.family, c.kind}.body(), c.family);
-    if (!c.expected) {
+    const Json drawn = widgetJson(KMWidgetEntryView{entry, family, row.at("kind")}.body(), family);
+    if (row.at("draws").is_null()) {
       EXPECT_TRUE(drawsNothing(drawn)) << drawn.dump().substr(0, 300);
       continue;
     }
-    const Json direct = widgetJson(c.expected(entry), c.family);
+    const Json direct = widgetJson(kWidgets.at(row.at("draws"))(entry), family);
     EXPECT_FALSE(drawsNothing(direct));
     EXPECT_EQ(drawn, direct);
   }

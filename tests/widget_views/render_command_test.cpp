@@ -91,28 +91,5 @@ TEST(RenderCommandTest, OneWidgetAsJsonFromARecordFile) {
   EXPECT_EQ(widgetURLOf(list), "kalomate://diary-widget-lockscreen_calories_inline");
 }
 
-TEST(RenderCommandTest, UsageErrors) {
-  WidgetTestEnvironment env;
-  TempDir dir;
-  const std::vector<std::vector<std::string>> bad = {
-      {"render", "--kind", "lockscreen_calories"},
-      {"render", "--family", "systemLarge"},
-      {"render", "--format", "gif"},
-      {"render", "--mode", "tinted"},
-      {"render", "--appearance", "sepia"},
-      {"render", "--scale", "0"},
-      {"render", "--device", "320x480"},
-  };
-  for (std::vector<std::string> args : bad) {
-    args.insert(args.end(), {"-o", dir.file("out")});
-    const ToolRun run = kmwidget(args);
-    EXPECT_EQ(run.code, cli::kExitUsage) << args[1] << " " << args[2];
-    EXPECT_FALSE(std::filesystem::exists(dir.path() / "out")) << args[1] << " " << args[2];
-  }
-  const ToolRun missing =
-      kmwidget({"render", "--record", dir.file("nope.json"), "-o", dir.file("o")});
-  EXPECT_EQ(missing.code, cli::kExitFailure);
-}
-
 }  // namespace
 }  // namespace km

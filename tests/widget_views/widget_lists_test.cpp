@@ -17,9 +17,12 @@
 
 #include "components/background_deep_link.h"
 #include "components/button.h"
+#include "components/donut_chart.h"
 #include "components/loading_bar.h"
 #include "components/nutrient_progress_bar.h"
+#include "components/pie_chart.h"
 #include "components/progress_ring.h"
+#include "fixtures/json_match.h"
 #include "host/km_widget_entry_view.h"
 #include "model/extension_log.h"
 #include "platform/foundation/date.h"
@@ -36,9 +39,7 @@ namespace fs = std::filesystem;
 const fs::path kHere = fs::path(KM_SOURCE_DIR) / "tests" / "widget_views";
 
 Json readJson(const fs::path& file) {
-  std::ifstream in(file);
-  if (!in) return nullptr;
-  return Json::parse(in);
+  return fs::exists(file) ? readJsonFile(file) : Json();
 }
 
 // JSON has no NaN or infinity; cases spell them as strings.
@@ -80,34 +81,6 @@ NutritionEntry entryOf(const Json& c) {
                     : c.contains("now")     ? dateOf(c["now"])
                                             : testNow();
   return NutritionEntry{date, b.build()};
-}
-
-// The first place where `got` differs from `want`; numbers agree within a thousandth (the dump
-// rounds to thousandths).
-std::string firstDifference(const Json& want, const Json& got, const std::string& where) {
-  if (want.is_number() && got.is_number()) {
-    return std::abs(want.get<double>() - got.get<double>()) <= 1e-3
-               ? ""
-               : where + ": want " + want.dump() + ", got " + got.dump();
-  }
-  if (want.type() != got.type() || want.size() != got.size()) {
-    return where + ": want " + want.dump().substr(0, 200) + ", got " + got.dump().substr(0, 200);
-  }
-  if (want.is_object()) {
-    for (const auto& [key, value] : want.items()) {
-      if (!got.contains(key)) return where + "." + key + " is missing";
-      if (auto d = firstDifference(value, got[key], where + "." + key); !d.empty()) return d;
-    }
-    return "";
-  }
-  if (want.is_array()) {
-    for (size_t i = 0; i < want.size(); ++i) {
-      const std::string at = where + "[" + std::to_string(i) + "]";
-      if (auto d = firstDifference(want[i], got[i], at); !d.empty()) return d;
-    }
-    return "";
-  }
-  return want == got ? "" : where + ": want " + want.dump() + ", got " + got.dump();
 }
 
 struct Settings {
@@ -159,6 +132,14 @@ View componentOf(const Json& a) {
         .body();
   }
   if (type == "Button") return Button{a.at("icon"), a.at("link")}.body();
+  if (type == "PieChart" || type == "DonutChart") {
+    std::vector<ChartCellModel> cells;
+    for (const Json& cell : a.at("cells"))
+      cells.push_back({UUID::random(), colourOf(cell.at(0)), number(cell.at(1)), ""});
+    auto model = std::make_shared<ChartDataModel>(cells);
+    return type == "PieChart" ? PieChart{.dataModel = model}.body()
+                              : DonutChart{.dataModel = model}.body();
+  }
   if (type == "BackgroundDeepLink") {
     return BackgroundDeepLink{optionalNumber(a.value("width", Json())),
                               optionalNumber(a.value("height", Json())), a.at("name")}
@@ -231,8 +212,9 @@ TEST(WidgetLists, EveryCaseDrawsItsReviewedList) {
     }
     const Json want = readJson(file);
     ASSERT_FALSE(want.is_null()) << "no list " << file << "; KM_UPDATE_GOLDENS=1 writes it";
-    const std::string difference = firstDifference(want, drawn.json, name);
-    EXPECT_TRUE(difference.empty()) << difference;
+    // Numbers agree within a thousandth: the dump rounds to thousandths.
+    std::string why;
+    EXPECT_TRUE(jsonMatches(want, drawn.json, 1e-3, why, name, true)) << why;
   }
 }
 

@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,132 +29,98 @@ std::vector<ScheduledEntry> hourly(double start, int count, bool sameKey = false
   return entries;
 }
 
-struct Op {
-  enum Kind { add, remove, set, reload, reloadAll, redrawAll, advance } kind;
-  SlotId slot = 1;
-  double time = 0;  // set: requested at; advance: now
-  std::vector<ScheduledEntry> entries = {};
-  TimelineReloadPolicy policy = TimelineReloadPolicy::atEnd();
-  // Expected of an advance:
-  std::vector<TimelineScheduler::Show> show = {};
-  std::vector<SlotId> request = {};
-  std::optional<double> wake = std::nullopt;
-};
-
-Op add(SlotId s) {
-  return {Op::add, s};
-}
-Op remove(SlotId s) {
-  return {Op::remove, s};
-}
-Op set(SlotId s, double requestedAt, std::vector<ScheduledEntry> entries,
-       TimelineReloadPolicy policy = TimelineReloadPolicy::atEnd()) {
-  return {Op::set, s, requestedAt, std::move(entries), policy};
-}
-Op reload(SlotId s) {
-  return {Op::reload, s};
-}
-Op reloadAll() {
-  return {Op::reloadAll};
-}
-Op redrawAll() {
-  return {Op::redrawAll};
-}
-Op advance(double now, std::vector<TimelineScheduler::Show> show, std::vector<SlotId> request,
-           std::optional<double> wake) {
-  return {Op::advance, 0, now, {}, {}, std::move(show), std::move(request), wake};
+// Seconds from "1h", "6h-1", "600+1h": terms added or subtracted, "h" for hours.
+double seconds(const std::string& text) {
+  double total = 0;
+  std::size_t at = 0;
+  while (at < text.size()) {
+    std::size_t used = 0;
+    double term = std::stod(text.substr(at), &used);
+    at += used;
+    if (at < text.size() && text[at] == 'h') {
+      term *= kHour;
+      ++at;
+    }
+    total += term;
+  }
+  return total;
 }
 
-struct Script {
-  std::string name;
-  std::vector<Op> ops;
-};
-
-const Script kScripts[] = {
-    {"a new slot asks at once, shows each entry at its date and asks again at the end",
-     {add(1), advance(0, {}, {1}, std::nullopt), set(1, 0, hourly(0, 7)),
-      advance(0, {{1, 0}}, {}, 1 * kHour), advance(kHour - 0.001, {}, {}, 1 * kHour),
-      advance(kHour, {{1, 1}}, {}, 2 * kHour), advance(2.5 * kHour, {{1, 2}}, {}, 3 * kHour),
-      advance(6 * kHour - 1, {{1, 5}}, {}, 6 * kHour), advance(6 * kHour, {{1, 6}}, {1}, {}),
-      // the next timeline starts with the same content as the last entry shown
-      set(1, 6 * kHour, {{at(6 * kHour), 7}, {at(7 * kHour), 9}}),
-      advance(6 * kHour, {}, {}, 7 * kHour)}},
-    {"before the first entry's date the first entry is shown",
-     {add(1), advance(0, {}, {1}, {}), set(1, 0, hourly(600, 3)),
-      advance(0, {{1, 0}}, {}, 600 + kHour), advance(600, {}, {}, 600 + kHour)}},
-    {"entries come sorted by date whatever order they arrive in",
-     {add(1), advance(0, {}, {1}, {}), set(1, 0, {{at(2 * kHour), 3}, {at(0), 1}, {at(kHour), 2}}),
-      advance(0, {{1, 0}}, {}, kHour), advance(2 * kHour, {{1, 2}}, {1}, {})}},
-    {"an entry with the content already shown is not drawn again",
-     {add(1), advance(0, {}, {1}, {}), set(1, 0, hourly(0, 3, true)),
-      advance(0, {{1, 0}}, {}, kHour), advance(kHour, {}, {}, 2 * kHour), redrawAll(),
-      advance(kHour + 1, {{1, 1}}, {}, 2 * kHour)}},
-    {"after(d) asks at d, not at the end",
-     {add(1), advance(0, {}, {1}, {}),
-      set(1, 0, hourly(0, 3), TimelineReloadPolicy::after(at(1.5 * kHour))),
-      advance(0, {{1, 0}}, {}, kHour), advance(kHour, {{1, 1}}, {}, 1.5 * kHour),
-      advance(1.5 * kHour, {}, {1}, 2 * kHour)}},
-    {"never asks by itself, only when reloaded",
-     {add(1), advance(0, {}, {1}, {}), set(1, 0, hourly(0, 2), TimelineReloadPolicy::never()),
-      advance(0, {{1, 0}}, {}, kHour), advance(kHour, {{1, 1}}, {}, {}),
-      advance(100 * kHour, {}, {}, {}), reload(1), advance(100 * kHour, {}, {1}, {})}},
-    {"an empty or ended timeline is asked again no sooner than the minimum interval",
-     {add(1), advance(0, {}, {1}, {}), set(1, 0, {}), advance(0, {}, {}, 60),
-      advance(60, {}, {1}, {}), set(1, 60, hourly(-kHour, 1)), advance(60, {{1, 0}}, {}, 120),
-      advance(119, {}, {}, 120), advance(120, {}, {1}, {})}},
-    {"a reload while a timeline is awaited is asked once that timeline arrives",
-     {add(1), advance(0, {}, {1}, {}), reload(1), advance(1, {}, {}, {}), set(1, 0, hourly(0, 7)),
-      advance(1, {{1, 0}}, {1}, kHour), set(1, 1, hourly(1, 7)), advance(1, {}, {}, 1 + kHour)}},
-    {"reloadAll asks every slot; unchanged records draw nothing",
-     {add(1), add(2), advance(0, {}, {1, 2}, {}), set(1, 0, hourly(0, 7)),
-      set(2, 0, hourly(0, 7, true)), advance(0, {{1, 0}, {2, 0}}, {}, kHour), reloadAll(),
-      advance(10, {}, {1, 2}, kHour), set(1, 10, hourly(10, 7)),
-      set(2, 10, {{at(10), 8}, {at(10 + kHour), 8}}), advance(10, {{2, 0}}, {}, 10 + kHour)}},
-    {"a removed slot is forgotten and its late timeline ignored",
-     {add(1), add(2), advance(0, {}, {1, 2}, {}), remove(2), set(2, 0, hourly(0, 2)),
-      set(1, 0, hourly(0, 2)), advance(0, {{1, 0}}, {}, kHour), add(2),
-      advance(1, {}, {2}, kHour)}},
-    {"adding a slot twice keeps its timeline",
-     {add(1), advance(0, {}, {1}, {}), set(1, 0, hourly(0, 2)), advance(0, {{1, 0}}, {}, kHour),
-      add(1), advance(1, {}, {}, kHour)}},
-};
-
+// Each script of scheduler_scripts.txt run against a fresh scheduler, checking every advance.
 TEST(TimelineSchedulerTest, Scripts) {
-  for (const Script& script : kScripts) {
-    SCOPED_TRACE(script.name);
-    TimelineScheduler scheduler;
-    int step = 0;
-    for (const Op& op : script.ops) {
-      switch (op.kind) {
-        case Op::add:
-          scheduler.addSlot(op.slot);
-          break;
-        case Op::remove:
-          scheduler.removeSlot(op.slot);
-          break;
-        case Op::set:
-          scheduler.setTimeline(op.slot, op.entries, op.policy, at(op.time));
-          break;
-        case Op::reload:
-          scheduler.reload(op.slot);
-          break;
-        case Op::reloadAll:
-          scheduler.reloadAll();
-          break;
-        case Op::redrawAll:
-          scheduler.redrawAll();
-          break;
-        case Op::advance: {
-          SCOPED_TRACE("advance #" + std::to_string(++step) + " at +" + std::to_string(op.time));
-          const TimelineScheduler::Step got = scheduler.advance(at(op.time));
-          EXPECT_EQ(got.show, op.show);
-          EXPECT_EQ(got.requestTimeline, op.request);
-          EXPECT_EQ(got.wakeAt, op.wake ? std::optional(at(*op.wake)) : std::nullopt);
-          break;
+  std::ifstream file(std::string(KM_SOURCE_DIR) + "/tests/widgetkit/scheduler_scripts.txt");
+  ASSERT_TRUE(file);
+  std::optional<TimelineScheduler> scheduler;
+  std::string script;
+  int scripts = 0, lineNumber = 0;
+  for (std::string line; std::getline(file, line);) {
+    ++lineNumber;
+    std::istringstream in(line);
+    std::string op, word;
+    if (!(in >> op) || op[0] == '#') continue;
+    SCOPED_TRACE("line " + std::to_string(lineNumber) + ": " + line);
+    SlotId slot = 0;
+    if (op == "script") {
+      scheduler.emplace();
+      ++scripts;
+      continue;
+    }
+    ASSERT_TRUE(scheduler) << "no script started";
+    if (op == "add" && in >> slot) {
+      scheduler->addSlot(slot);
+    } else if (op == "remove" && in >> slot) {
+      scheduler->removeSlot(slot);
+    } else if (op == "reload" && in >> slot) {
+      scheduler->reload(slot);
+    } else if (op == "reloadAll") {
+      scheduler->reloadAll();
+    } else if (op == "redrawAll") {
+      scheduler->redrawAll();
+    } else if (op == "set" && in >> slot >> word && word == "at" && in >> word) {
+      const double requestedAt = seconds(word);
+      std::vector<ScheduledEntry> entries;
+      TimelineReloadPolicy policy = TimelineReloadPolicy::atEnd();
+      std::string start, count;
+      in >> word;
+      if (word == "hourly" && in >> start >> count) {
+        const bool same = in >> word && word == "same";
+        for (int i = 0; i < std::stoi(count); ++i)
+          entries.push_back({at(seconds(start) + i * kHour), same ? 7u : i + 1u});
+        if (same) in >> word;
+      } else {
+        while (in >> word && word.find(':') != std::string::npos)
+          entries.push_back({at(seconds(word.substr(0, word.find(':')))),
+                             std::stoull(word.substr(word.find(':') + 1))});
+      }
+      if (word == "never") policy = TimelineReloadPolicy::never();
+      if (word == "after" && in >> word) policy = TimelineReloadPolicy::after(at(seconds(word)));
+      scheduler->setTimeline(slot, entries, policy, at(requestedAt));
+    } else if (op == "advance" && in >> word) {
+      const TimelineScheduler::Step got = scheduler->advance(at(seconds(word)));
+      std::vector<TimelineScheduler::Show> show;
+      std::vector<SlotId> request;
+      std::optional<Date> wake;
+      std::string section;
+      while (in >> word) {
+        if (word == "show" || word == "request" || word == "wake") {
+          section = word;
+        } else if (word == "-") {
+        } else if (section == "show") {
+          show.push_back({std::stoull(word), std::stoi(word.substr(word.find(':') + 1))});
+        } else if (section == "request") {
+          request.push_back(std::stoull(word));
+        } else {
+          wake = at(seconds(word));
         }
       }
+      EXPECT_EQ(got.show, show);
+      EXPECT_EQ(got.requestTimeline, request);
+      EXPECT_EQ(got.wakeAt, wake);
+    } else {
+      FAIL() << "cannot read the step";
     }
   }
+  EXPECT_GE(scripts, 10);
 }
 
 // What the page reads: the shown entry and the next reload as of the last advance.
