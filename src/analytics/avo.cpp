@@ -15,11 +15,6 @@
 namespace km {
 namespace {
 
-constexpr std::string_view kUserLogoutName = "user_logout";
-constexpr std::string_view kUserLogoutId = "bJaNBZcQB_";
-constexpr std::string_view kUserLogoutHash =
-    "7a511eb16509e2871e4ad48c20f910992363de3bd1932a30a93cbcaa51a55e09";
-
 AvoLogger& loggerOrEmpty(const std::shared_ptr<AvoLogger>& logger) {
   static EmptyAvoLogger empty;
   return logger ? *logger : empty;
@@ -110,15 +105,6 @@ bool Avo::debuggerGate() const {
   if (isDev()) return true;
   return DEBUGGER_ && DEBUGGER_->respondsTo(avo_selectors::kIsEnabled) &&
          !DEBUGGER_->perform(avo_selectors::kIsEnabled, {}).isNull();
-}
-
-void Avo::userLogout() {
-  if (debuggerGate()) {
-    if (!NOOP_) reportInvocation(kUserLogoutId, kUserLogoutHash, true, {});
-    if (debuggerGate()) publishToDebugger(kUserLogoutName, kUserLogoutId, {}, {}, {});
-  }
-  if (isDev()) logDebugWithFallback(true, debugLine(kUserLogoutName, {}, {}));
-  if (!NOOP_) prodRudderstack->unidentify();
 }
 
 void Avo::reportStart(std::string_view name, const std::vector<AvoAssertMessage>& messages) {

@@ -5,11 +5,11 @@
 // An Avo checks events and sends them to the host's destination, mirrors them to an optional
 // debugger object, and reports their shape to an inspector object and to the inspector service.
 // It is built once by the host and lives as long as the host keeps it (not copyable, not movable:
-// event code holds on to it). It does no locking of its own: events and userLogout only read the
-// client, so they may run on several threads at once as long as nobody writes ENV_, NOOP_ or
-// avoLogger meanwhile; the destination, logger, debugger and inspector are then called
-// concurrently and must guard themselves. Reports to the inspector service never block: they
-// are queued for a background worker.
+// event code holds on to it). It does no locking of its own: events only read the client, so
+// they may run on several threads at once as long as nobody writes ENV_, NOOP_ or avoLogger
+// meanwhile; the destination, logger, debugger and inspector are then called concurrently and
+// must guard themselves. Reports to the inspector service never block: they are queued for a
+// background worker.
 
 #include <memory>
 #include <span>
@@ -67,41 +67,9 @@ inline constexpr std::string_view kPublishEvent = "publishEvent:withParams:";
 
 class Avo {
  public:
-  // The plan's vocabulary, reachable as Avo::Widget, Avo::Market, ... as well as km::avo::...
-  using Widget = avo::Widget;
-  using Destination = avo::Destination;
-  using Action = avo::Action;
-  using FeatureType = avo::FeatureType;
-  using FilterType = avo::FilterType;
-  using ShareTo = avo::ShareTo;
-  using ContentType = avo::ContentType;
-  using ToggleValue = avo::ToggleValue;
-  using ReminderType = avo::ReminderType;
-  using FeatureCategory = avo::FeatureCategory;
-  using BadgeName = avo::BadgeName;
-  using Feature = avo::Feature;
-  using FeatureItem = avo::FeatureItem;
-  using Language = avo::Language;
-  using AppLanguageCode = avo::AppLanguageCode;
-  using Market = avo::Market;
-  using AppRegionCode = avo::AppRegionCode;
-  using Energy = avo::Energy;
-  using Protein = avo::Protein;
-  using FatTotal = avo::FatTotal;
-  using FatSaturated = avo::FatSaturated;
-  using FatPolyunsaturated = avo::FatPolyunsaturated;
-  using FatMonounsaturated = avo::FatMonounsaturated;
-  using CarbohydratesTotal = avo::CarbohydratesTotal;
-  using Sugar = avo::Sugar;
-  using Fibre = avo::Fibre;
-  using Sodium = avo::Sodium;
-  using Potassium = avo::Potassium;
-  using FatTrans = avo::FatTrans;
-  using Salt = avo::Salt;
-  struct group {
-    using FoodNutrients = avo::group::FoodNutrients;
-  };
-  using SmartAssistantInputContent = avo::SmartAssistantInputContent;
+  // The plan's vocabulary (generated with it), reachable as Avo::Widget, Avo::Market, ... as
+  // well as km::avo::...
+#include "analytics/avo_vocabulary.inc"
 
   // The designated form: the host passes its debugger and inspector objects (either may be null).
   // A null destination is a programming error (fatal).
@@ -125,12 +93,9 @@ class Avo {
   Avo& operator=(const Avo&) = delete;
   ~Avo();
 
-  // Event "user_logout": tells debugger and inspector service (behind the debugger gate), prints
-  // the event line in dev, and calls unidentify() on the destination unless noop.
-  void userLogout();
-
-  // The generated event functions of the tracking plan (all events except user_logout, which is
-  // written by hand above).
+  // The event functions of the tracking plan, generated from it. Each tells debugger and
+  // inspector service (behind the debugger gate), prints the event line in dev and calls the
+  // destination unless noop; user_logout, for instance, only calls unidentify() on it.
 #include "analytics/avo_events.inc"
 
  private:

@@ -53,34 +53,6 @@ AvoValue toAvoValue(const std::vector<std::string>& values) {
   return AvoValue(std::move(list));
 }
 
-AvoValue toAvoValue(const avo::SmartAssistantInputContent& value) {
-  return AvoValue(AvoDictionary{{"market", rawValue(value.market)},
-                                {"language", rawValue(value.language)},
-                                {"version", value.version},
-                                {"user_input", value.userInput}});
-}
-
-AvoValue toAvoValue(const avo::group::FoodNutrients& value) {
-  AvoDictionary nutrients;
-  auto put = [&nutrients](std::string_view key, const auto& state) {
-    if (state) nutrients.set(std::string(key), AvoValue(rawValue(*state)));
-  };
-  put("energy", value.energy);
-  put("protein", value.protein);
-  put("fat_total", value.fatTotal);
-  put("fat_saturated", value.fatSaturated);
-  put("fat_polyunsaturated", value.fatPolyunsaturated);
-  put("fat_monounsaturated", value.fatMonounsaturated);
-  put("carbohydrates_total", value.carbohydratesTotal);
-  put("sugar", value.sugar);
-  put("fibre", value.fibre);
-  put("sodium", value.sodium);
-  put("potassium", value.potassium);
-  put("fat_trans", value.fatTrans);
-  put("salt", value.salt);
-  return AvoValue(std::move(nutrients));
-}
-
 // ---- The template ----
 
 void AvoEventRunner::send() {
@@ -180,18 +152,28 @@ AvoValue::List AvoEventRunner::userPropertyRecords() const {
 
 // ---- JSON arguments ----
 
-namespace {
-
-std::string quoted(std::string_view key) {
-  return "argument \"" + std::string(key) + "\"";
-}
-
-}  // namespace
-
 AvoJsonArgs::AvoJsonArgs(const nlohmann::json& args) : args_(args) {
   if (!args.is_object() && !args.is_null()) {
     throw AvoArgumentError("arguments must be a JSON object keyed by property name");
   }
+}
+
+AvoJsonArgs::AvoJsonArgs(const nlohmann::json& object, std::string path)
+    : args_(object), path_(std::move(path)) {}
+
+AvoJsonArgs AvoJsonArgs::nested(std::string_view key) const {
+  const nlohmann::json& value = require(key);
+  if (!value.is_object()) throw AvoArgumentError(quoted(key) + " must be an object");
+  return AvoJsonArgs(value, path_ + std::string(key) + ".");
+}
+
+std::string AvoJsonArgs::quoted(std::string_view key) const {
+  return "argument \"" + path_ + std::string(key) + "\"";
+}
+
+std::string AvoJsonArgs::quotedArgument(std::string_view key) const {
+  if (path_.empty()) return quoted(key);
+  return "argument \"" + path_.substr(0, path_.size() - 1) + "\"";
 }
 
 const nlohmann::json* AvoJsonArgs::find(std::string_view key) const {
@@ -251,82 +233,11 @@ std::vector<std::string_view> AvoJsonArgs::stringList(std::string_view key) cons
   return items;
 }
 
-avo::SmartAssistantInputContent AvoJsonArgs::inputContent(std::string_view key) const {
-  const nlohmann::json& value = require(key);
-  auto field = [&](const char* name) -> std::string_view {
-    auto it = value.find(name);
-    if (it == value.end() || !it->is_string()) {
-      throw AvoArgumentError(quoted(key) + " needs the string field \"" + name + "\"");
-    }
-    return it->get_ref<const std::string&>();
-  };
-  if (!value.is_object()) {
-    throw AvoArgumentError(quoted(key) +
-                           " must be an object {market, language, version, user_input}");
-  }
-  for (const auto& item : value.items()) {
-    if (item.key() != "market" && item.key() != "language" && item.key() != "version" &&
-        item.key() != "user_input") {
-      throw AvoArgumentError(quoted(key) + " has no field \"" + item.key() + "\"");
-    }
-  }
-  return avo::SmartAssistantInputContent{enumValue<avo::Market>(key, field("market")),
-                                         enumValue<avo::Language>(key, field("language")),
-                                         std::string(field("version")),
-                                         std::string(field("user_input"))};
-}
-
-template <typename E>
-std::optional<E> AvoJsonArgs::optionalEnum(const nlohmann::json* object, std::string_view key) {
-  auto it = object->find(key);
-  if (it == object->end() || it->is_null()) return std::nullopt;
-  if (!it->is_string()) throw AvoArgumentError(quoted(key) + " must be a string or null");
-  return enumValue<E>(key, it->get_ref<const std::string&>());
-}
-
-avo::group::FoodNutrients AvoJsonArgs::foodNutrients(std::string_view key) const {
-  static constexpr std::string_view kFields[] = {"energy",
-                                                 "protein",
-                                                 "fat_total",
-                                                 "fat_saturated",
-                                                 "fat_polyunsaturated",
-                                                 "fat_monounsaturated",
-                                                 "carbohydrates_total",
-                                                 "sugar",
-                                                 "fibre",
-                                                 "sodium",
-                                                 "potassium",
-                                                 "fat_trans",
-                                                 "salt"};
-  const nlohmann::json& value = require(key);
-  if (!value.is_object()) throw AvoArgumentError(quoted(key) + " must be an object of states");
-  for (const auto& item : value.items()) {
-    if (std::find(std::begin(kFields), std::end(kFields), item.key()) == std::end(kFields)) {
-      throw AvoArgumentError(quoted(key) + " has no nutrient \"" + item.key() + "\"");
-    }
-  }
-  const nlohmann::json* object = &value;
-  return avo::group::FoodNutrients{
-      optionalEnum<avo::Energy>(object, "energy"),
-      optionalEnum<avo::Protein>(object, "protein"),
-      optionalEnum<avo::FatTotal>(object, "fat_total"),
-      optionalEnum<avo::FatSaturated>(object, "fat_saturated"),
-      optionalEnum<avo::FatPolyunsaturated>(object, "fat_polyunsaturated"),
-      optionalEnum<avo::FatMonounsaturated>(object, "fat_monounsaturated"),
-      optionalEnum<avo::CarbohydratesTotal>(object, "carbohydrates_total"),
-      optionalEnum<avo::Sugar>(object, "sugar"),
-      optionalEnum<avo::Fibre>(object, "fibre"),
-      optionalEnum<avo::Sodium>(object, "sodium"),
-      optionalEnum<avo::Potassium>(object, "potassium"),
-      optionalEnum<avo::FatTrans>(object, "fat_trans"),
-      optionalEnum<avo::Salt>(object, "salt")};
-}
-
 void AvoJsonArgs::rejectUnknown() const {
   if (!args_.is_object()) return;
   for (const auto& item : args_.items()) {
     if (std::find(read_.begin(), read_.end(), item.key()) == read_.end()) {
-      throw AvoArgumentError("unknown argument \"" + item.key() + "\"");
+      throw AvoArgumentError("unknown argument \"" + path_ + item.key() + "\"");
     }
   }
 }

@@ -23,6 +23,7 @@
 #include <vector>
 
 #include "analytics/avo_assert_message.h"
+#include "analytics/avo_structures.h"
 #include "analytics/avo_value.h"
 #include "analytics/vocabulary.h"
 
@@ -81,8 +82,9 @@ class ScopedAvoValidationHook {
   AvoValidationHook previous_;
 };
 
-// Property values: enumerations by raw value, lists as lists, structures as nested dictionaries.
-// An absent optional string is null here and left out of what the destination receives.
+// Property values: enumerations by raw value, lists as lists, structures as nested dictionaries
+// (their conversions are generated with them). An absent optional string is null here and left
+// out of what the destination receives.
 inline AvoValue toAvoValue(std::string_view value) {
   return AvoValue(value);
 }
@@ -108,11 +110,6 @@ requires std::is_enum_v<E> AvoValue toAvoValue(const std::vector<E>& values) {
   return AvoValue(std::move(list));
 }
 AvoValue toAvoValue(const std::vector<std::string>& values);
-// {"market", "language", "version", "user_input"}.
-AvoValue toAvoValue(const avo::SmartAssistantInputContent& value);
-// One entry per nutrient that has a state, keyed like the plan's properties ("fat_total"); a
-// nutrient without a state is left out rather than sent as null.
-AvoValue toAvoValue(const avo::group::FoodNutrients& value);
 
 class AvoEventRunner {
  public:
@@ -174,6 +171,19 @@ std::vector<std::string_view> avoRawValues() {
   return values;
 }
 
+// An optional enumeration, as optional structure fields hold.
+template <typename T>
+inline constexpr bool kAvoOptionalEnum = false;
+template <typename E>
+inline constexpr bool kAvoOptionalEnum<std::optional<E>> = std::is_enum_v<E>;
+
+class AvoJsonArgs;
+// A structure of the plan: its generated readAvoStructure() reads it from JSON arguments.
+template <typename T>
+concept AvoStructure = requires(const AvoJsonArgs& fields) {
+  readAvoStructure(fields, std::type_identity<T>{});
+};
+
 // Reads typed arguments from a JSON object (null counts as an empty object). Enumerations are
 // given by raw value, lists as arrays, structures as objects keyed like their wire form. The
 // object must outlive the reader and the strings read from it.
@@ -182,6 +192,8 @@ class AvoJsonArgs {
   // Throws AvoArgumentError when `args` is neither an object nor null.
   explicit AvoJsonArgs(const nlohmann::json& args);
 
+  // A missing or null argument is an error unless T is optional. A structure is read by its
+  // generated readAvoStructure(), from the fields of a nested reader.
   template <typename T>
   T get(std::string_view key) const;
 
@@ -189,6 +201,15 @@ class AvoJsonArgs {
   void rejectUnknown() const;
 
  private:
+  // The fields of the object under `key`; errors name them as "key.field".
+  AvoJsonArgs(const nlohmann::json& object, std::string path);
+  AvoJsonArgs nested(std::string_view key) const;
+
+  // "argument \"<path><key>\"", the way every error names an argument.
+  std::string quoted(std::string_view key) const;
+  // A value outside an enumeration names the argument as the caller gave it: for a field, the
+  // structure it is in.
+  std::string quotedArgument(std::string_view key) const;
   // The value under `key`, nullptr when absent (or null). Marks the key as read.
   const nlohmann::json* find(std::string_view key) const;
   const nlohmann::json& require(std::string_view key) const;
@@ -197,24 +218,21 @@ class AvoJsonArgs {
   std::int64_t integer(std::string_view key) const;
   bool boolean(std::string_view key) const;
   std::vector<std::string_view> stringList(std::string_view key) const;
-  avo::SmartAssistantInputContent inputContent(std::string_view key) const;
-  avo::group::FoodNutrients foodNutrients(std::string_view key) const;
 
   template <typename E>
-  static E enumValue(std::string_view key, std::string_view raw) {
+  E enumValue(std::string_view key, std::string_view raw) const {
     if (std::optional<E> value = avo::fromRawValue<E>(raw)) return *value;
     std::string allowed;
     for (E option : avo::allCases<E>()) {
       allowed += allowed.empty() ? "" : ", ";
       allowed += rawValue(option);
     }
-    throw AvoArgumentError("argument \"" + std::string(key) + "\": \"" + std::string(raw) +
-                           "\" is not one of " + allowed);
+    throw AvoArgumentError(quotedArgument(key) + ": \"" + std::string(raw) + "\" is not one of " +
+                           allowed);
   }
-  template <typename E>
-  static std::optional<E> optionalEnum(const nlohmann::json* object, std::string_view key);
 
   const nlohmann::json& args_;
+  std::string path_;  // "" at the top, "key." for the fields of a structure argument
   mutable std::vector<std::string_view> read_;
 };
 
@@ -228,17 +246,21 @@ T AvoJsonArgs::get(std::string_view key) const {
     return integer(key);
   } else if constexpr (std::is_same_v<T, bool>) {
     return boolean(key);
+  } else if constexpr (std::is_same_v<T, std::string>) {
+    return std::string(string(key));
   } else if constexpr (std::is_enum_v<T>) {
     return enumValue<T>(key, string(key));
+  } else if constexpr (kAvoOptionalEnum<T>) {
+    std::optional<std::string_view> raw = optionalString(key);
+    if (!raw) return std::nullopt;
+    return enumValue<typename T::value_type>(key, *raw);
   } else if constexpr (std::is_same_v<T, std::vector<std::string>>) {
     std::vector<std::string> values;
     for (std::string_view raw : stringList(key))
       values.emplace_back(raw);
     return values;
-  } else if constexpr (std::is_same_v<T, avo::SmartAssistantInputContent>) {
-    return inputContent(key);
-  } else if constexpr (std::is_same_v<T, avo::group::FoodNutrients>) {
-    return foodNutrients(key);
+  } else if constexpr (AvoStructure<T>) {
+    return readAvoStructure(nested(key), std::type_identity<T>{});
   } else {
     using E = typename T::value_type;
     static_assert(std::is_same_v<T, std::vector<E>> && std::is_enum_v<E>);

@@ -16,6 +16,10 @@ sys.path.insert(0, os.path.join(SOURCE_DIR, "tools", "avo-codegen"))
 import generate  # noqa: E402
 
 HASH = "ab" * 32
+VOCABULARY_PATH = os.path.join(SOURCE_DIR, "tools", "avo-codegen", "vocabulary.json")
+with open(VOCABULARY_PATH) as vocabulary_file:
+    VOCABULARY_DATA = json.load(vocabulary_file)
+VOCABULARY = generate.Vocabulary(VOCABULARY_DATA)
 
 
 def fixed(category, feature, item, action, feature_type):
@@ -54,7 +58,7 @@ def small_plan():
 
 class GeneratedCodeTest(unittest.TestCase):
     def setUp(self):
-        self.files = generate.generate(small_plan())
+        self.files = generate.generate(small_plan(), VOCABULARY)
 
     def test_declarations_have_typed_arguments_in_plan_order(self):
         inc = self.files["analytics/avo_events.inc"]
@@ -105,15 +109,18 @@ class GeneratedCodeTest(unittest.TestCase):
         self.assertIn('{"widget_add", "widgetAdd", kWidgetAddParams, &callWidgetAdd},', table)
         self.assertIn("avo.mealSubmit(do_, aBTestStream, content, nutrients, goals, done);", table)
 
-    def test_hand_written_event_is_in_protocol_and_table_but_not_generated(self):
+    def test_an_event_without_properties_runs_the_shared_template(self):
         plan = small_plan()
-        plan["events"][0]["function"] = "userLogout"
-        plan["events"][0]["name"] = "user_logout"
-        files = generate.generate(plan)
-        self.assertNotIn("userLogout", files["analytics/avo_events.inc"])
-        self.assertNotIn("Avo::userLogout", files["analytics/avo_events.cpp"])
-        self.assertIn("avo.userLogout(", files["analytics/avo_protocol.h"])
-        self.assertIn('{"user_logout", "userLogout",', files["analytics/avo_event_table.cpp"])
+        plan["events"].append({
+            "name": "user_logout", "function": "userLogout", "id": "bJaNBZcQB_", "hash": HASH,
+            "userId": False, "properties": [], "fixedProperties": [], "userProperties": [],
+            "call": "unidentify", "validation": False})
+        files = generate.generate(plan, VOCABULARY)
+        self.assertIn("void userLogout();", files["analytics/avo_events.inc"])
+        self.assertIn("void Avo::userLogout() {\n  AvoEventRunner event(*this, kUserLogout);\n"
+                      "  event.send();\n}", files["analytics/avo_events.cpp"])
+        self.assertIn('{"user_logout", "userLogout", {}, &callUserLogout},',
+                      files["analytics/avo_event_table.cpp"])
 
     def test_protocol_names_every_event(self):
         protocol = self.files["analytics/avo_protocol.h"]
@@ -156,7 +163,7 @@ class PlanCheckTest(unittest.TestCase):
         for label, plan, message in cases:
             with self.subTest(label):
                 with self.assertRaises(generate.PlanError) as raised:
-                    generate.generate(plan)
+                    generate.generate(plan, VOCABULARY)
                 self.assertIn(message, str(raised.exception))
 
     def test_main_reports_a_bad_plan_and_writes_nothing(self):
@@ -168,7 +175,8 @@ class PlanCheckTest(unittest.TestCase):
                 json.dump(plan, f)
             err = io.StringIO()
             with redirect_stderr(err):
-                status = generate.main(["generate.py", path, os.path.join(tmp, "out")])
+                status = generate.main(["generate.py", path, VOCABULARY_PATH,
+                                        os.path.join(tmp, "out")])
             self.assertEqual(status, 1)
             self.assertIn("event 'widget_add'", err.getvalue())
             self.assertFalse(os.path.exists(os.path.join(tmp, "out")))
@@ -179,11 +187,112 @@ class PlanCheckTest(unittest.TestCase):
             with open(path, "w") as f:
                 json.dump(small_plan(), f)
             out = os.path.join(tmp, "out")
-            self.assertEqual(generate.main(["generate.py", path, out]), 0)
+            self.assertEqual(generate.main(["generate.py", path, VOCABULARY_PATH, out]), 0)
             inc = os.path.join(out, "analytics", "avo_events.inc")
             os.utime(inc, (1, 1))
-            self.assertEqual(generate.main(["generate.py", path, out]), 0)
+            self.assertEqual(generate.main(["generate.py", path, VOCABULARY_PATH, out]), 0)
             self.assertEqual(os.stat(inc).st_mtime, 1)
+
+
+def small_vocabulary():
+    return {
+        "caseNames": {"reserved": ["is"]},
+        "caseLists": {"state": ["no_data", "correct"]},
+        "enumerations": [
+            {"name": "Reminder", "cases": ["snacks/other", "weigh_in", "delete"]},
+            {"name": "Code", "cases": ["PT", "PT-PT", "IS"], "comment": "Upper-case codes."},
+            {"name": "Region", "cases": "state", "insert": [{"after": "no_data", "cases": ["x"]}]},
+            {"name": "Energy", "cases": "state"},
+            {"name": "Salt", "cases": "state"},
+        ],
+        "structures": [
+            {"name": "Nutrients", "namespace": "group",
+             "fields": [{"name": "energy", "type": "Energy?"}, {"name": "salt", "type": "Salt"}]},
+            {"name": "Input", "fields": [{"name": "code", "type": "Code"},
+                                         {"name": "user_input", "type": "String"}]},
+        ],
+    }
+
+
+class VocabularyTest(unittest.TestCase):
+    def setUp(self):
+        self.files = generate.vocabulary.generate(generate.Vocabulary(small_vocabulary()))
+
+    def test_case_names_follow_the_naming_rule(self):
+        header = self.files["analytics/vocabulary.h"]
+        self.assertIn("enum class Reminder {\n  snacksOther,\n  weighIn,\n  delete_,\n};", header)
+        self.assertIn("// Upper-case codes.\nenum class Code {\n  pt,\n  ptminusPT,\n  is_,\n};",
+                      header)
+
+    def test_raw_values_are_tables_shared_by_equal_enumerations(self):
+        source = self.files["analytics/vocabulary.cpp"]
+        self.assertIn('kReminderRaw = {\n    "snacks/other",\n    "weigh_in",\n    "delete",\n};',
+                      source)
+        self.assertIn('kRegionRaw = {\n    "no_data",\n    "x",\n    "correct",\n};', source)
+        self.assertIn('return rawAt(kEnergyRaw, value, "Salt");', source)
+        self.assertIn("return lookup<Salt>(kEnergyRaw, raw);", source)
+        self.assertEqual(source.count("std::array<std::string_view, 2>"), 1)
+
+    def test_structures_declared_converted_and_read_field_by_field(self):
+        header = self.files["analytics/vocabulary.h"]
+        self.assertIn("namespace group {\n\nstruct Nutrients {\n  std::optional<Energy> energy;\n"
+                      "  Salt salt;\n", header)
+        self.assertIn("struct Input {\n  Code code;\n  std::string userInput;\n", header)
+        self.assertIn("struct group {\n  using Nutrients = avo::group::Nutrients;\n};",
+                      self.files["analytics/avo_vocabulary.inc"])
+        source = self.files["analytics/avo_structures.cpp"]
+        # An optional field without a value is left out; the others are always sent.
+        self.assertIn('  if (value.energy) {\n    fields.set("energy", toAvoValue(*value.energy));',
+                      source)
+        self.assertIn('  fields.set("salt", toAvoValue(value.salt));', source)
+        self.assertIn('  fields.set("user_input", AvoValue(value.userInput));', source)
+        self.assertIn('fields.get<std::optional<avo::Energy>>("energy");', source)
+        self.assertIn('fields.get<std::string>("user_input");\n  fields.rejectUnknown();', source)
+
+    def test_bad_vocabularies_are_rejected_with_the_type_named(self):
+        def edit(change):
+            data = small_vocabulary()
+            change(data)
+            return data
+
+        enums = lambda d: d["enumerations"]  # noqa: E731
+        fields = lambda d: d["structures"][0]["fields"]  # noqa: E731
+        cases = [
+            ("no such list", edit(lambda d: enums(d)[3].update(cases="states")),
+             "'Energy': no case list 'states'"),
+            ("insert after a missing case", edit(lambda d: enums(d)[2]["insert"][0].update(
+                after="nope")), "cannot insert after 'nope'"),
+            ("two raw values, one name", edit(lambda d: enums(d)[0]["cases"].append(
+                "snacks_other")), "give the same case 'snacksOther'"),
+            ("malformed raw value", edit(lambda d: enums(d)[0]["cases"].append("a b")),
+             "malformed raw value 'a b'"),
+            ("empty enumeration", edit(lambda d: enums(d)[0].update(cases=[])), "non-empty"),
+            ("enumeration twice", edit(lambda d: enums(d).append(dict(enums(d)[0]))),
+             "defined twice"),
+            ("unknown field type", edit(lambda d: fields(d)[0].update(type="Fat?")),
+             "'Nutrients': field 'energy' has unknown type 'Fat?'"),
+            ("field twice", edit(lambda d: fields(d).append(dict(fields(d)[0]))), "twice"),
+        ]
+        for label, data, message in cases:
+            with self.subTest(label):
+                with self.assertRaises(generate.PlanError) as raised:
+                    generate.Vocabulary(data)
+                self.assertIn(message, str(raised.exception))
+
+    def test_the_plan_is_checked_against_the_vocabulary(self):
+        for label, change, message in [
+                ("fixed value that is no case",
+                 lambda e: e["fixedProperties"][1].update(value="exports"), "not a raw value"),
+                ("unknown enumeration", lambda e: e["properties"][0].update(type="Widgets"),
+                 "unknown property type 'Widgets'"),
+                ("list of an unknown enumeration",
+                 lambda e: e["properties"][0].update(type="[Widgets]"), "a list holds")]:
+            with self.subTest(label):
+                plan = small_plan()
+                change(plan["events"][0])
+                with self.assertRaises(generate.PlanError) as raised:
+                    generate.generate(plan, VOCABULARY)
+                self.assertIn(message, str(raised.exception))
 
 
 class ShippedPlanTest(unittest.TestCase):
@@ -196,7 +305,7 @@ class ShippedPlanTest(unittest.TestCase):
         cls.events = {e["name"]: e for e in cls.plan["events"]}
 
     def test_plan_is_valid_and_complete(self):
-        generate.check_plan(copy.deepcopy(self.plan))
+        generate.check_plan(copy.deepcopy(self.plan), VOCABULARY)
         self.assertEqual(len(self.plan["events"]), 171)
         functions = [e["function"] for e in self.plan["events"]]
         self.assertEqual(functions[:7], ["registrationComplete", "userLogin", "userLogout",
