@@ -14,6 +14,7 @@
 #include "fixtures/json_match.h"
 #include "platform/ui/asset_catalog.h"
 #include "platform/ui/render/cairo_canvas.h"
+#include "platform/ui/svg/svg_draw.h"
 #include "ui/librsvg_reference.h"
 
 namespace km {

@@ -1,5 +1,7 @@
 #pragma once
 
+// Laying a view tree out into a display list: sizes proposed and chosen, frames placed.
+
 #include "platform/ui/display_list.h"
 #include "platform/ui/view.h"
 

@@ -1,5 +1,7 @@
 #pragma once
 
+// Reading the small SVG icons of an asset catalogue into shapes (drawing them is the painter's).
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -10,11 +12,9 @@
 #include "platform/ui/color.h"
 #include "platform/ui/geometry.h"
 
-typedef struct _cairo cairo_t;
-
 namespace km {
 
-// A reader for the small SVG icons of an asset catalogue, and their drawing with Cairo.
+// A reader for the small SVG icons of an asset catalogue (svg/svg_draw.h draws them with Cairo).
 //
 // Icons are line drawings made of a handful of shapes. Reading them ourselves, rather than
 // through a general SVG engine, keeps that engine (and its XML, image and I/O libraries) out of
@@ -117,8 +117,5 @@ Result<SvgOutline> parseSvgPathData(std::string_view data);
 // ratio rule.
 AffineTransform svgViewBoxTransform(const Rect& viewBox, const SvgAspectRatio& aspectRatio,
                                     const Rect& viewport);
-
-// Draws the icon into `viewport` on `cr`, as vector paths. The context's state is restored.
-void drawSvgIcon(cairo_t* cr, const SvgIcon& icon, const Rect& viewport);
 
 }  // namespace km

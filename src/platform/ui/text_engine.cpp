@@ -1,3 +1,6 @@
+// The text engine over Pango and a private fontconfig: shaping, line breaking, truncation,
+// measuring, and drawing a laid-out text onto a canvas.
+
 #include "platform/ui/text_engine.h"
 
 #include <cairo.h>

@@ -1,5 +1,7 @@
 #pragma once
 
+// Measuring and drawing texts: line breaking, fonts and shaping behind one thread-safe engine.
+
 #include <optional>
 #include <string>
 #include <string_view>

@@ -5,6 +5,7 @@
 #include <pango/pangocairo.h>
 
 #include "platform/ui/render/svg_document.h"
+#include "platform/ui/svg/svg_draw.h"
 #include "platform/ui/svg_icon.h"
 
 namespace km {

@@ -1,6 +1,8 @@
 // Drawing a parsed SVG icon with Cairo: the view box fitted into the viewport, then each shape
 // as a vector path, filled and stroked, with group and shape opacity composited.
 
+#include "platform/ui/svg/svg_draw.h"
+
 #include <cairo.h>
 
 #include <algorithm>
