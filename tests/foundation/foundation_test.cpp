@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cmath>
 #include <fstream>
+#include <optional>
 #include <sstream>
 #include <thread>
 
@@ -63,6 +64,20 @@ TEST(FoundationCasesTest, EveryTableOfCasesHolds) {
   checkRows(cases, "iso8601.parse", [](const Json& in) {
     ScopedTimeZone zone("Europe/Berlin");
     return moment(in);
+  });
+  checkRows(cases, "process.languages", [](const Json& in) {
+    const char* names[] = {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"};
+    std::vector<std::optional<std::string>> saved;
+    for (int i = 0; i < 4; ++i) {
+      const char* was = std::getenv(names[i]);
+      saved.push_back(was ? std::optional<std::string>(was) : std::nullopt);
+      const std::string value = in[i];
+      value.empty() ? ::unsetenv(names[i]) : ::setenv(names[i], value.c_str(), 1);
+    }
+    const Json out = preferredLanguages();
+    for (int i = 0; i < 4; ++i)
+      saved[i] ? ::setenv(names[i], saved[i]->c_str(), 1) : ::unsetenv(names[i]);
+    return out;
   });
   checkRows(cases, "iso8601.format", [](const Json& in) {
     return formatISO8601(Date{in[0].get<double>()}, in[1].get<std::string>());
