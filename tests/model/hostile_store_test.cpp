@@ -99,6 +99,25 @@ TEST(HostileStoreTest, PathsThatAreNotFilesAreRefusedAtOnceAndNamed) {
   }
 }
 
+TEST(HostileStoreTest, SqliteNeverBlocksOnAFifoSwappedInAfterTheCheck) {
+  // What happens when the path is replaced between the store's check and SQLite's open: the
+  // open guard the store installs in SQLite's file layer must refuse the FIFO rather than wait
+  // for a writer (without the guard this open blocks until the alarm).
+  TempDir dir;
+  const std::string file = dir.file("store.sqlite");
+  const std::string fifo = dir.file("fifo");
+  writeStore(file, bytes(kRecord));
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  const int code = inChild([&] {
+    if (!UserDefaults::openFile(file, UserDefaults::Access::read).ok()) return 1;
+    sqlite3* db = nullptr;
+    const int rc = sqlite3_open_v2(fifo.c_str(), &db, SQLITE_OPEN_READONLY, nullptr);
+    sqlite3_close(db);
+    return rc == SQLITE_OK ? 2 : 0;
+  });
+  EXPECT_EQ(code, 0) << (code == -SIGALRM ? "hung" : "opened");
+}
+
 TEST(HostileStoreTest, AStoreHeldExclusivelyCostsOneShortWaitPerTimeline) {
   TempDir dir;
   const std::string path = dir.file("store.sqlite");
