@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "base/enum_names.h"
 #include "platform/ui/svg/svg_attributes.h"
 #include "platform/ui/svg/svg_scanner.h"
 #include "platform/ui/svg/svg_shapes.h"
@@ -37,6 +38,13 @@ struct Style {
 };
 
 constexpr char kSvgNamespace[] = "http://www.w3.org/2000/svg";
+
+constexpr auto kLineCaps = enumNames<SvgLineCap>(
+    {{SvgLineCap::butt, "butt"}, {SvgLineCap::round, "round"}, {SvgLineCap::square, "square"}});
+constexpr auto kLineJoins = enumNames<SvgLineJoin>(
+    {{SvgLineJoin::miter, "miter"}, {SvgLineJoin::round, "round"}, {SvgLineJoin::bevel, "bevel"}});
+constexpr auto kFillRules =
+    enumNames<SvgFillRule>({{SvgFillRule::nonZero, "nonzero"}, {SvgFillRule::evenOdd, "evenodd"}});
 
 // Names reach the handlers as "namespace\nlocal" (or just "local" outside any namespace).
 struct Name {
@@ -198,26 +206,9 @@ class Reader {
       return set(m && m->size() == 1 && (*m)[0] >= 1 ? std::optional((*m)[0]) : std::nullopt,
                  s.miterLimit);
     }
-    if (key == "stroke-linecap") {
-      std::optional<SvgLineCap> c;
-      if (v == "butt") c = SvgLineCap::butt;
-      if (v == "round") c = SvgLineCap::round;
-      if (v == "square") c = SvgLineCap::square;
-      return set(c, s.lineCap);
-    }
-    if (key == "stroke-linejoin") {
-      std::optional<SvgLineJoin> j;
-      if (v == "miter") j = SvgLineJoin::miter;
-      if (v == "round") j = SvgLineJoin::round;
-      if (v == "bevel") j = SvgLineJoin::bevel;
-      return set(j, s.lineJoin);
-    }
-    if (key == "fill-rule") {
-      std::optional<SvgFillRule> r;
-      if (v == "nonzero") r = SvgFillRule::nonZero;
-      if (v == "evenodd") r = SvgFillRule::evenOdd;
-      return set(r, s.fillRule);
-    }
+    if (key == "stroke-linecap") return set(kLineCaps.value(v), s.lineCap);
+    if (key == "stroke-linejoin") return set(kLineJoins.value(v), s.lineJoin);
+    if (key == "fill-rule") return set(kFillRules.value(v), s.fillRule);
     if (key == "stroke-dasharray") return set(svg::parseDashes(v), s.dashes);
     if (key == "opacity") {
       auto o = svg::parseOpacity(v);
