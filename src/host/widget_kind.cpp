@@ -29,8 +29,8 @@ std::string_view rawValue(WidgetKind kind) {
 }
 
 std::optional<WidgetKind> widgetKindFromRawValue(std::string_view raw) {
-  for (const WidgetKindDescriptor& row : kWidgetKinds) {
-    if (row.rawValue == raw) return row.kind;
+  for (std::size_t i = 0; i < kWidgetKinds.size(); ++i) {
+    if (kWidgetKinds[i].rawValue == raw) return static_cast<WidgetKind>(i);
   }
   return std::nullopt;
 }

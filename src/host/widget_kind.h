@@ -2,11 +2,12 @@
 
 // The widget kinds the extension knows, one row each in kWidgetKinds: kind string, gallery
 // texts, offered families, place in the gallery and the view that draws an entry. The
-// catalogue, the bundle and the entry view all read the rows, so adding a kind is one
-// enumerator, one row and the view file it draws.
+// catalogue, the bundle and the entry view all read the rows, so adding a kind is one row
+// (and the include of the view file it draws).
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <string_view>
@@ -32,19 +33,9 @@
 
 namespace km {
 
-// The kinds in their fixed order; the raw value of each is its kind string. Each has its row
-// in kWidgetKinds at its own position (checked below).
-enum class WidgetKind {
-  smallEnergyMacros,
-  mediumHistory,
-  smallEnergy,
-  smallBarMacros,
-  smallPieMacros,
-  mediumBarMacros,
-  mediumPieMacros,
-  mediumButtons,
-  lockscreenButton,
-};
+// A kind is the position of its row in kWidgetKinds; the rows' order is the kinds' fixed
+// order. Kinds are named by their kind string everywhere outside this table.
+enum class WidgetKind : std::uint8_t {};
 
 // Lock-screen families, and the lock-screen views of the home-screen kinds, exist from this
 // platform major version.
@@ -79,7 +70,6 @@ class OfferedFamilies {
 using KindView = View (*)(const NutritionEntry& entry, WidgetFamily family);
 
 struct WidgetKindDescriptor {
-  WidgetKind kind;
   std::string_view rawValue;
   std::string_view displayNameKey;  // gallery texts, shared by the kinds of one size
   std::string_view descriptionKey;
@@ -91,8 +81,7 @@ struct WidgetKindDescriptor {
 // The family tests of the views compare for equality, so at most one branch of each view
 // matches; a lock-screen family is only drawn from the version that has it.
 inline constexpr auto kWidgetKinds = std::to_array<WidgetKindDescriptor>({
-    {.kind = WidgetKind::smallEnergyMacros,
-     .rawValue = "small_energy_macros",
+    {.rawValue = "small_energy_macros",
      .displayNameKey = "ios_widgets_1",
      .descriptionKey = "ios_widgets_2",
      .families = {{WidgetFamily::systemSmall}},
@@ -100,8 +89,7 @@ inline constexpr auto kWidgetKinds = std::to_array<WidgetKindDescriptor>({
        if (family == WidgetFamily::systemSmall) return SmallWidget{entry}.body();
        return EmptyView();
      }},
-    {.kind = WidgetKind::mediumHistory,
-     .rawValue = "medium_history",
+    {.rawValue = "medium_history",
      .displayNameKey = "ios_widgets_7",
      .descriptionKey = "ios_widgets_8",
      .families = {{WidgetFamily::systemMedium}},
@@ -110,8 +98,7 @@ inline constexpr auto kWidgetKinds = std::to_array<WidgetKindDescriptor>({
        if (family == WidgetFamily::systemMedium) return MediumWidget{entry, 5}.body();
        return EmptyView();
      }},
-    {.kind = WidgetKind::smallEnergy,
-     .rawValue = "small_energy",
+    {.rawValue = "small_energy",
      .displayNameKey = "ios_widgets_1",
      .descriptionKey = "ios_widgets_2",
      .families = {{WidgetFamily::systemSmall},
@@ -133,32 +120,28 @@ inline constexpr auto kWidgetKinds = std::to_array<WidgetKindDescriptor>({
        if (family == WidgetFamily::systemSmall) return SmallWidgetEnergy{entry, false}.body();
        return EmptyView();
      }},
-    {.kind = WidgetKind::smallBarMacros,
-     .rawValue = "small_bar_macros",
+    {.rawValue = "small_bar_macros",
      .displayNameKey = "ios_widgets_1",
      .descriptionKey = "ios_widgets_2",
      .families = {{WidgetFamily::systemSmall}},
      .view = [](const NutritionEntry& entry, WidgetFamily) -> View {
        return SmallWidgetMacros{entry, true}.body();
      }},
-    {.kind = WidgetKind::smallPieMacros,
-     .rawValue = "small_pie_macros",
+    {.rawValue = "small_pie_macros",
      .displayNameKey = "ios_widgets_1",
      .descriptionKey = "ios_widgets_2",
      .families = {{WidgetFamily::systemSmall}},
      .view = [](const NutritionEntry& entry, WidgetFamily) -> View {
        return SmallWidgetMacroPie{entry, true}.body();
      }},
-    {.kind = WidgetKind::mediumBarMacros,
-     .rawValue = "medium_bar_macros",
+    {.rawValue = "medium_bar_macros",
      .displayNameKey = "ios_widgets_3",
      .descriptionKey = "ios_widgets_4",
      .families = {{WidgetFamily::systemMedium}},
      .view = [](const NutritionEntry& entry, WidgetFamily) -> View {
        return MediumWidgetEnergyMacroBars{entry}.body();
      }},
-    {.kind = WidgetKind::mediumPieMacros,
-     .rawValue = "medium_pie_macros",
+    {.rawValue = "medium_pie_macros",
      .displayNameKey = "ios_widgets_3",
      .descriptionKey = "ios_widgets_4",
      .families = {{WidgetFamily::systemMedium},
@@ -173,8 +156,7 @@ inline constexpr auto kWidgetKinds = std::to_array<WidgetKindDescriptor>({
        if (family == WidgetFamily::systemMedium) return MediumWidgetEnergyMacroPie{entry}.body();
        return EmptyView();
      }},
-    {.kind = WidgetKind::mediumButtons,
-     .rawValue = "medium_buttons",
+    {.rawValue = "medium_buttons",
      .displayNameKey = "ios_widgets_5",
      .descriptionKey = "ios_widgets_6",
      .families = {{WidgetFamily::systemMedium},
@@ -187,8 +169,7 @@ inline constexpr auto kWidgetKinds = std::to_array<WidgetKindDescriptor>({
        if (family == WidgetFamily::systemMedium) return MediumWidgetEnergyButtons{entry}.body();
        return EmptyView();
      }},
-    {.kind = WidgetKind::lockscreenButton,
-     .rawValue = "lockscreen_button",
+    {.rawValue = "lockscreen_button",
      .displayNameKey = "ios_widgets_5",
      .descriptionKey = "ios_widgets_6",
      .families = {{WidgetFamily::accessoryCircular, kLockScreenPlatform}},
@@ -199,13 +180,6 @@ inline constexpr auto kWidgetKinds = std::to_array<WidgetKindDescriptor>({
 });
 
 namespace widget_kind_checks {
-
-constexpr bool rowsInEnumOrder() {
-  for (std::size_t i = 0; i < kWidgetKinds.size(); ++i) {
-    if (kWidgetKinds[i].kind != static_cast<WidgetKind>(i)) return false;
-  }
-  return true;
-}
 
 constexpr bool rowsComplete() {
   for (std::size_t i = 0; i < kWidgetKinds.size(); ++i) {
@@ -240,7 +214,7 @@ constexpr bool galleryPositionsDense() {
 
 }  // namespace widget_kind_checks
 
-static_assert(widget_kind_checks::rowsInEnumOrder(), "each kind's row sits at its own position");
+static_assert(kWidgetKinds.size() <= 256, "a kind is a row's position in one byte");
 static_assert(widget_kind_checks::rowsComplete(),
               "each row needs a unique kind string and its keys");
 static_assert(widget_kind_checks::galleryPositionsDense(), "gallery positions must be 1..n");
@@ -248,7 +222,7 @@ static_assert(widget_kind_checks::galleryPositionsDense(), "gallery positions mu
 inline constexpr std::array<WidgetKind, kWidgetKinds.size()> kAllWidgetKinds = [] {
   std::array<WidgetKind, kWidgetKinds.size()> kinds{};
   for (std::size_t i = 0; i < kWidgetKinds.size(); ++i)
-    kinds[i] = kWidgetKinds[i].kind;
+    kinds[i] = static_cast<WidgetKind>(i);
   return kinds;
 }();
 
@@ -261,7 +235,7 @@ inline constexpr std::array<const char*, widget_kind_checks::galleryCount()> kGa
   return kinds;
 }();
 
-// The row of a kind; fatal for a value outside the enumeration.
+// The row of a kind; fatal for a value that is not a row's position.
 const WidgetKindDescriptor& descriptor(WidgetKind kind);
 
 // The kind string ("small_energy", ...).
