@@ -1,8 +1,8 @@
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -15,7 +15,9 @@
 #include "fixtures/temp_dir.h"
 #include "kmwidget/host/arrangement.h"
 #include "kmwidget/host/http_server.h"
+#include "kmwidget/host/loopback_client.h"
 #include "kmwidget/host/tap.h"
+#include "kmwidget/host/widget_host.h"
 #include "platform/widgetkit/platform_version.h"
 
 namespace km::host {
@@ -107,28 +109,12 @@ TEST(Tap, TopmostLinkElseWidgetUrlElseNothing) {
   EXPECT_GE(rows.size(), 4u);  // the file was found and read
 }
 
-// A raw HTTP exchange on the loopback: whatever `request` holds, exactly as sent.
+// A raw HTTP exchange on the loopback: whatever `request` holds, exactly as sent; "" when the
+// server closes without answering (or does not answer in time).
 std::string exchange(std::uint16_t port, const std::string& request, int timeoutMs = 3000) {
-  const int fd = socket(AF_INET, SOCK_STREAM, 0);
-  sockaddr_in addr{};
-  addr.sin_family = AF_INET;
-  addr.sin_port = htons(port);
-  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
-    close(fd);
-    return "";
-  }
-  (void)!write(fd, request.data(), request.size());
-  std::string answer;
-  char buf[4096];
-  pollfd p{fd, POLLIN, 0};
-  while (poll(&p, 1, timeoutMs) > 0) {
-    const ssize_t n = read(fd, buf, sizeof buf);
-    if (n <= 0) break;
-    answer.append(buf, static_cast<size_t>(n));
-  }
-  close(fd);
-  return answer;
+  Result<std::string> answer =
+      exchangeOnLoopback(port, request, std::chrono::milliseconds(timeoutMs));
+  return answer ? *answer : "";
 }
 
 int statusOf(const std::string& answer) {
@@ -215,6 +201,130 @@ TEST(HttpServer, ServesTheLoopbackOnly) {
   auto v6 =
       HttpServer::start(options, [](const HttpRequest&) { return HttpResponse::json(200, "{}"); });
   EXPECT_TRUE(v6.ok());
+}
+
+TEST(LoopbackClient, ReadsStatusAndBodyOfWholeAnswersOnly) {
+  struct Case {
+    std::string raw;
+    int status;  // 0: an error whose message holds `text`
+    std::string text;
+  };
+  for (const Case& c : std::vector<Case>{
+           {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}", 200, "{}"},
+           {"HTTP/1.0 404 Not Found\r\ncontent-length:  5 \r\n\r\nnope!trailing", 404, "nope!"},
+           {"HTTP/1.1 204\r\n\r\n", 204, ""},
+           {"HTTP/1.1 200 OK\r\nX: 1\r\n\r\nto the close", 200, "to the close"},
+           {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nshort", 0, "ends inside"},
+           {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\n\r\n", 0,
+            "chunked"},
+           {"HTTP/1.1 200 OK\r\nContent-Length: -1\r\n\r\n", 0, "not a number"},
+           {"HTTP/1.1 200 OK\r\nno colon\r\n\r\n", 0, "colon"},
+           {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n", 0, "does not end"},
+           {"HTTP/1.1 2x0 OK\r\n\r\n", 0, "status"},
+           {"HTTP/1.1 099 Low\r\n\r\n", 0, "status"},
+           {"HTTP/1.1 2000 OK\r\n\r\n", 0, "status"},
+           {"SPDY/3 200 OK\r\n\r\n", 0, "not an HTTP answer"},
+           {"", 0, "not an HTTP answer"}}) {
+    const Result<HttpAnswer> answer = parseHttpAnswer(c.raw);
+    if (c.status == 0) {
+      ASSERT_FALSE(answer.ok()) << c.raw;
+      EXPECT_NE(answer.error().message.find(c.text), std::string::npos) << answer.error().message;
+    } else {
+      ASSERT_TRUE(answer.ok()) << c.raw << ": " << answer.error().message;
+      EXPECT_EQ(answer->status, c.status) << c.raw;
+      EXPECT_EQ(answer->body, c.text) << c.raw;
+    }
+  }
+}
+
+TEST(LoopbackClient, GivesUpOnAServerThatNeverAnswersOrAnswersTooMuch) {
+  // A listening socket nobody accepts from: the connection is made by the kernel, the answer
+  // never comes.
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in addr{};
+  addr.sin_family = AF_INET;
+  addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
+  ASSERT_EQ(listen(listener, 4), 0);
+  socklen_t len = sizeof addr;
+  getsockname(listener, reinterpret_cast<sockaddr*>(&addr), &len);
+  const std::uint16_t silent = ntohs(addr.sin_port);
+  const auto start = std::chrono::steady_clock::now();
+  Result<std::string> answer =
+      exchangeOnLoopback(silent, "GET / HTTP/1.1\r\n\r\n", std::chrono::milliseconds(200));
+  ASSERT_FALSE(answer.ok());
+  EXPECT_NE(answer.error().message.find("within 200 ms"), std::string::npos)
+      << answer.error().message;
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+  close(listener);
+
+  auto server = HttpServer::start({}, [](const HttpRequest&) {
+    return HttpResponse::json(200, "\"" + std::string(4000, 'x') + "\"");
+  });
+  ASSERT_TRUE(server.ok());
+  answer = exchangeOnLoopback((*server)->port(),
+                              "GET / HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n",
+                              std::chrono::seconds(3), 1000);
+  ASSERT_FALSE(answer.ok());
+  EXPECT_NE(answer.error().message.find("larger than 1000 bytes"), std::string::npos);
+}
+
+// `kmwidget reload`'s client against a server answering as the host's reload route does.
+TEST(ReloadClient, FindsTheHostBesideTheStoreAndReportsWhyItCannot) {
+  testing::TempDir dir;
+  const std::string store = dir.file("store.sqlite");
+  auto server = HttpServer::start({}, [](const HttpRequest& r) {
+    const auto body = nlohmann::json::parse(r.body, nullptr, false);
+    if (r.method != "POST" || r.path != "/api/reload" || !body.is_object())
+      return HttpResponse::error(400, "bad request");
+    const std::string kind = body.value("kind", "");
+    if (kind == "nope") return HttpResponse::error(404, "unknown kind \"nope\"");
+    return HttpResponse::json(200, kind.empty() ? R"({"reloaded":9})" : R"({"reloaded":2})");
+  });
+  ASSERT_TRUE(server.ok());
+  const auto writeHostFile = [&](const nlohmann::json& host) {
+    std::ofstream(hostFilePath(store)) << host.dump();
+  };
+  const int self = static_cast<int>(getpid());
+
+  ReloadAnswer answer = requestReload(store, "");
+  EXPECT_FALSE(answer.ok);
+  EXPECT_NE(answer.error.find("no host is running"), std::string::npos) << answer.error;
+
+  writeHostFile({{"port", (*server)->port()}, {"pid", self}});
+  answer = requestReload(store, "");
+  EXPECT_TRUE(answer.ok) << answer.error;
+  EXPECT_EQ(answer.reloaded, 9);
+  answer = requestReload(store, "small_energy");
+  EXPECT_EQ(answer.reloaded, 2);
+  answer = requestReload(store, "nope");
+  EXPECT_FALSE(answer.ok);
+  EXPECT_EQ(answer.error, "the host refused: unknown kind \"nope\"");
+
+  struct Broken {
+    nlohmann::json host;
+    std::string says;
+  };
+  const pid_t child = fork();
+  if (child == 0) _exit(0);
+  waitpid(child, nullptr, 0);  // a pid that no longer runs
+  for (const Broken& b : std::vector<Broken>{
+           {{{"port", "8471"}, {"pid", self}}, "is not a host file"},
+           {{{"port", 70000}, {"pid", self}}, "names no port"},
+           {{{"port", (*server)->port()}, {"pid", static_cast<int>(child)}}, "is gone"}}) {
+    writeHostFile(b.host);
+    answer = requestReload(store, "");
+    EXPECT_FALSE(answer.ok);
+    EXPECT_NE(answer.error.find(b.says), std::string::npos) << answer.error;
+  }
+  const std::uint16_t port = (*server)->port();
+  (*server)->stop();
+  server = Error{"stopped"};
+  writeHostFile({{"port", port}, {"pid", self}});
+  answer = requestReload(store, "");
+  EXPECT_FALSE(answer.ok);
+  EXPECT_NE(answer.error.find("cannot reach the host of " + store), std::string::npos)
+      << answer.error;
 }
 
 }  // namespace

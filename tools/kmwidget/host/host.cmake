@@ -1,9 +1,8 @@
-# The live host: its HTTP server library, libcurl for `kmwidget reload`, and the page's files
+# The live host: its HTTP server library and the page's files
 # built into the program as string constants (plain HTML, CSS and JS: nothing to compile).
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(MICROHTTPD REQUIRED IMPORTED_TARGET libmicrohttpd)
-find_package(CURL REQUIRED)
-target_link_libraries(kmwidget_cli PRIVATE PkgConfig::MICROHTTPD CURL::libcurl)
+target_link_libraries(kmwidget_cli PRIVATE PkgConfig::MICROHTTPD)
 
 set(km_page_dir "${CMAKE_CURRENT_SOURCE_DIR}/host/page")
 set(km_page_files "index.html|text/html" "app.js|text/javascript" "style.css|text/css")
