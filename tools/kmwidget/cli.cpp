@@ -75,7 +75,7 @@ int fail(const Io& io, const std::string& message) {
   return kExitFailure;
 }
 
-int runKmwidget(const std::vector<std::string>& args, const Io& io) {
+int runKmwidget(const std::vector<std::string>& args, const Io& io, const HostRunner& runHost) {
   CLI::App app("KaloMate widgets: the shared store, the timeline and the widget catalogue",
                "kmwidget");
   app.require_subcommand(1);
@@ -90,7 +90,7 @@ int runKmwidget(const std::vector<std::string>& args, const Io& io) {
   addValidateCommand(app, action);
   addRenderCommand(app, action);
   addLayoutCommand(app, action);
-  addHostCommands(app, action);
+  addHostCommands(app, action, args, runHost);
   addHostWorkerCommand(app, action);
 
   // CLI11 wants the arguments in reverse order when given as a vector.

@@ -12,6 +12,10 @@ namespace CLI {
 class App;
 }
 
+namespace km::host {
+struct HostOptions;
+}
+
 namespace km::cli {
 
 // Exit codes of the tool.
@@ -37,13 +41,20 @@ void addCatalogueCommand(CLI::App& app, Action& action);
 void addValidateCommand(CLI::App& app, Action& action);
 void addRenderCommand(CLI::App& app, Action& action);
 void addLayoutCommand(CLI::App& app, Action& action);
-void addHostCommands(CLI::App& app, Action& action);
+// Runs the live host with the options `kmwidget host` parsed, writing what it does to `log`;
+// returns the exit code.
+using HostRunner = std::function<int(const host::HostOptions& options, std::ostream& log)>;
+// `host` runs the host through `runHost`; without one (the program `kmwidget`, which leaves the
+// host's HTTP server and its TLS libraries out so that drawing never loads them) it hands the
+// whole command line `args` over to `kmwidget-host` beside the running program.
+void addHostCommands(CLI::App& app, Action& action, const std::vector<std::string>& args,
+                     const HostRunner& runHost);
 // The live host's render worker (hidden; started by the host itself).
 void addHostWorkerCommand(CLI::App& app, Action& action);
 
 // Runs the tool on `args` (without the program name). The global options are process settings
 // for the duration of the call and are restored afterwards, so two runs must not overlap.
-int runKmwidget(const std::vector<std::string>& args, const Io& io);
+int runKmwidget(const std::vector<std::string>& args, const Io& io, const HostRunner& runHost = {});
 
 // Prints "kmwidget: <message>" on the error stream and returns kExitFailure.
 int fail(const Io& io, const std::string& message);

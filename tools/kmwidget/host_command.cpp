@@ -1,8 +1,13 @@
 // `kmwidget host` (the live widget host and its page) and `kmwidget reload` (the app's reload
 // call, sent to the host running on the same store).
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <cmath>
+#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -36,7 +41,25 @@ constexpr const char* kHostFooter =
     "setting writes the store as the app does).\n"
     "Open http://127.0.0.1:PORT/ in a browser. SIGINT or SIGTERM stop the host and its workers.";
 
-int runHostCommand(const HostArgs& args, const Io& io) {
+// Replaces this process with `kmwidget-host` from the folder of the running program, given the
+// same arguments; returns only when that program cannot be run.
+int handOverToHostProgram(const std::vector<std::string>& args, const Io& io) {
+  std::error_code error;
+  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) return fail(io, "cannot find the running program: " + error.message());
+  const std::string program = (self.parent_path() / "kmwidget-host").string();
+  std::vector<char*> argv{const_cast<char*>(program.c_str())};
+  for (const std::string& arg : args)
+    argv.push_back(const_cast<char*>(arg.c_str()));
+  argv.push_back(nullptr);
+  io.out.flush();
+  io.err.flush();
+  ::execv(program.c_str(), argv.data());
+  return fail(io, "cannot run the live host " + program + ": " + std::strerror(errno));
+}
+
+int runHostCommand(const HostArgs& args, const std::vector<std::string>& commandLine,
+                   const HostRunner& runHost, const Io& io) {
   if (args.port < 0 || args.port > 65535) {
     io.err << "kmwidget: --port: expected 0 to 65535\n";
     return kExitUsage;
@@ -60,12 +83,14 @@ int runHostCommand(const HostArgs& args, const Io& io) {
   // A platform version other than the default, given with --os, wins over the page's choice.
   if (auto pinned = currentPlatformVersion(); pinned.major != PlatformVersion{}.major)
     options.osMajor = pinned.major;
-  return host::runHost(options, io.err);
+  if (!runHost) return handOverToHostProgram(commandLine, io);
+  return runHost(options, io.err);
 }
 
 }  // namespace
 
-void addHostCommands(CLI::App& app, Action& action) {
+void addHostCommands(CLI::App& app, Action& action, const std::vector<std::string>& commandLine,
+                     const HostRunner& runHost) {
   auto args = std::make_shared<HostArgs>();
   CLI::App* hostCmd = app.add_subcommand(
       "host",
@@ -82,8 +107,11 @@ void addHostCommands(CLI::App& app, Action& action) {
                       "(default xdg-open)");
   hostCmd->add_option("--workers", args->workers, "Render worker processes (default 2)");
   hostCmd->footer(kHostFooter);
-  hostCmd->callback(
-      [&action, args] { action = [args](const Io& io) { return runHostCommand(*args, io); }; });
+  hostCmd->callback([&action, args, &commandLine, &runHost] {
+    action = [args, &commandLine, &runHost](const Io& io) {
+      return runHostCommand(*args, commandLine, runHost, io);
+    };
+  });
 
   CLI::App* reload = app.add_subcommand(
       "reload",

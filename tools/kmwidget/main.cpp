@@ -1,4 +1,5 @@
-// kmwidget's entry point.
+// The entry point of `kmwidget` and, built with KMWIDGET_LIVE_HOST, of `kmwidget-host`: the same
+// commands, the second with the live host in the process rather than handed over to it.
 
 #include <malloc.h>
 
@@ -7,6 +8,9 @@
 #include <vector>
 
 #include "kmwidget/cli.h"
+#ifdef KMWIDGET_LIVE_HOST
+#include "kmwidget/host/widget_host.h"
+#endif
 
 // Fontconfig, Pango, GLib and librsvg keep process-wide caches that are never freed; the leak
 // checker of the sanitizer builds would report them when the tool exits after drawing.
@@ -31,5 +35,9 @@ int main(int argc, char** argv) {
   mallopt(M_MMAP_THRESHOLD, 128 * 1024);
   mallopt(M_ARENA_MAX, 1);
   std::vector<std::string> args(argv + 1, argv + argc);
+#ifdef KMWIDGET_LIVE_HOST
+  return km::cli::runKmwidget(args, {std::cout, std::cerr, std::cin}, km::host::runHost);
+#else
   return km::cli::runKmwidget(args, {std::cout, std::cerr, std::cin});
+#endif
 }

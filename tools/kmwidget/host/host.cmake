@@ -1,8 +1,13 @@
-# The live host: its HTTP server library and the page's files
-# built into the program as string constants (plain HTML, CSS and JS: nothing to compile).
+# The running live host: its HTTP server library and the page's files built into the program
+# as string constants (plain HTML, CSS and JS: nothing to compile).
 find_package(PkgConfig REQUIRED)
 pkg_check_modules(MICROHTTPD REQUIRED IMPORTED_TARGET libmicrohttpd)
-target_link_libraries(kmwidget_cli PRIVATE PkgConfig::MICROHTTPD)
+km_add_library(kmwidget_live_host
+               SOURCES host/arrangement.cpp host/host_api.cpp host/host_state.cpp
+                       host/host_timelines.cpp host/http_server.cpp host/page_assets.cpp
+                       host/tap.cpp host/widget_host.cpp
+               DEPS kmwidget_cli INTERNAL)
+target_link_libraries(kmwidget_live_host PRIVATE PkgConfig::MICROHTTPD)
 
 set(km_page_dir "${CMAKE_CURRENT_SOURCE_DIR}/host/page")
 set(km_page_files "index.html|text/html" "app.js|text/javascript" "style.css|text/css")
@@ -25,4 +30,4 @@ set(km_page_header "${CMAKE_CURRENT_BINARY_DIR}/generated/kmwidget/host/page_fil
 # Written through a copy so that an unchanged page does not rebuild anything.
 file(WRITE "${km_page_header}.new" "${km_page_source}")
 configure_file("${km_page_header}.new" "${km_page_header}" COPYONLY)
-target_include_directories(kmwidget_cli PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/generated")
+target_include_directories(kmwidget_live_host PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/generated")

@@ -13,6 +13,10 @@
 
 namespace km::host {
 
+std::string hostFilePath(const std::string& storePath) {
+  return storePath + ".host.json";
+}
+
 ReloadAnswer requestReload(const std::string& storePath, const std::string& kind) {
   using nlohmann::json;
   const std::string file = hostFilePath(storePath);

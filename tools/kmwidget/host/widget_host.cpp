@@ -143,10 +143,6 @@ int Host::run() {
   return 0;
 }
 
-std::string hostFilePath(const std::string& storePath) {
-  return storePath + ".host.json";
-}
-
 int runHost(const HostOptions& options, std::ostream& log) {
   // Before any thread starts: the stop signals are taken from a descriptor by the loop, never
   // delivered to a thread at random.
