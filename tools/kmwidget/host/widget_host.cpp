@@ -26,6 +26,22 @@ namespace km::host {
 using cli::RenderWorkerPool;
 using nlohmann::json;
 
+namespace {
+
+// The program the render workers run: `kmwidget` from this program's folder, which draws without
+// loading the HTTP server; this program itself where that is missing.
+std::string workerProgram() {
+  std::error_code error;
+  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (!error) {
+    const std::filesystem::path tool = self.parent_path() / "kmwidget";
+    if (::access(tool.c_str(), X_OK) == 0) return tool.string();
+  }
+  return "/proc/self/exe";
+}
+
+}  // namespace
+
 Host::Host(const HostOptions& options, std::ostream& log)
     : options_(options), log_(log), clock_(options.start, options.speed) {}
 
@@ -55,7 +71,7 @@ int Host::run() {
   saveArrangement();
 
   RenderWorkerPool::Options poolOptions;
-  poolOptions.command = {"/proc/self/exe", "--store", options_.storePath, "host-worker"};
+  poolOptions.command = {workerProgram(), "--store", options_.storePath, "host-worker"};
   poolOptions.workers = options_.workers;
   pool_ = std::make_unique<RenderWorkerPool>(poolOptions);
   notice_ = std::make_unique<StoreChangeNotice>(options_.storePath);
