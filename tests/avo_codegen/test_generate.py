@@ -66,10 +66,11 @@ class GeneratedCodeTest(unittest.TestCase):
         self.assertIn("void languageSet(std::string_view userId_, "
                       "avo::AppLanguageCode appLanguageCode);", inc)
         # Keywords get a trailing underscore; snake_case wire names become lowerCamelCase.
-        self.assertIn("void mealSubmit(std::int64_t do_, std::optional<std::string_view> "
-                      "aBTestStream, const avo::SmartAssistantInputContent& content, "
-                      "const avo::group::FoodNutrients& nutrients, const std::vector<std::string>& "
-                      "goals, bool done);", inc)
+        # A signature longer than a line gets one argument a line.
+        self.assertIn("void mealSubmit(\n    std::int64_t do_,\n    std::optional<std::string_view> "
+                      "aBTestStream,\n    const avo::SmartAssistantInputContent& content,\n"
+                      "    const avo::group::FoodNutrients& nutrients,\n"
+                      "    const std::vector<std::string>& goals,\n    bool done);", inc)
 
     def test_definition_puts_fixed_properties_first_and_checks_raw_values_by_case(self):
         cpp = self.files["analytics/avo_events.cpp"]

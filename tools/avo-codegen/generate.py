@@ -171,10 +171,20 @@ def arguments(event, vocab):
     return args
 
 
-def signature(event, vocab, qualified=False):
-    params = ", ".join(f"{param_type(t, vocab)} {n}" for n, t, _ in arguments(event, vocab))
+def wrapped(head, items, tail, indent=""):
+    """`head`, the items joined by ", ", then `tail`: on one line when it fits 100 columns, else
+    one item a line under `head`, four spaces further in (long event signatures stay readable)."""
+    line = f"{indent}{head}{', '.join(items)}{tail}"
+    if len(line) <= 100 or not items:
+        return line
+    inner = indent + "    "
+    return f"{indent}{head}\n" + ",\n".join(inner + item for item in items) + tail
+
+
+def signature(event, vocab, tail, qualified=False):
+    params = [f"{param_type(t, vocab)} {n}" for n, t, _ in arguments(event, vocab)]
     prefix = "Avo::" if qualified else ""
-    return f"void {prefix}{event['function']}({params})"
+    return wrapped(f"void {prefix}{event['function']}(", params, ")" + tail)
 
 
 def cpp_string(text):
@@ -184,7 +194,7 @@ def cpp_string(text):
 def gen_inc(plan, vocab):
     out = [HEADER, "// Event functions of the tracking plan, declared inside class Avo.\n"]
     for event in plan["events"]:
-        out.append(f"{signature(event, vocab)};\n")
+        out.append(signature(event, vocab, ";\n"))
     return "".join(out)
 
 
@@ -220,7 +230,7 @@ def gen_events_cpp(plan, vocab):
     for event in plan["events"]:
         f = event["function"]
         spec = f"k{f[0].upper()}{f[1:]}"
-        out.append(f"{signature(event, vocab, qualified=True)} {{\n")
+        out.append(signature(event, vocab, " {\n", qualified=True))
         out.append(f"  AvoEventRunner event(*this, {spec});\n")
         if event["userId"]:
             out.append("  event.setUserId(userId_);\n")
@@ -257,9 +267,8 @@ def gen_protocol(plan, vocab):
            "                            std::shared_ptr<DynamicObject>, bool, bool> &&\n"
            "    requires(T& avo) {\n"]
     for event in plan["events"]:
-        args = ", ".join(f"std::declval<{param_type(t, vocab)}>()"
-                         for _, t, _ in arguments(event, vocab))
-        out.append(f"  avo.{event['function']}({args});\n")
+        args = [f"std::declval<{param_type(t, vocab)}>()" for _, t, _ in arguments(event, vocab)]
+        out.append(wrapped(f"avo.{event['function']}(", args, ");\n", indent="  "))
     out.append("};\n\n")
     out.append(f"}}  // namespace {NAMESPACE}\n")
     return "".join(out)
@@ -317,15 +326,17 @@ def gen_table_cpp(plan, vocab):
             out.append("};\n")
         out.append(f"void call{f[0].upper()}{f[1:]}(Avo& avo, const AvoJsonArgs& args) {{\n")
         for name, t, key in args:
-            out.append(f"  auto {name} = args.get<{cpp_type(t, vocab)}>({cpp_string(key)});\n")
+            out.append(wrapped(f"auto {name} = args.get<{cpp_type(t, vocab)}>(", [cpp_string(key)],
+                               ");\n", indent="  "))
         out.append("  args.rejectUnknown();\n")
-        out.append(f"  avo.{f}({', '.join(n for n, _, _ in args)});\n}}\n\n")
+        out.append(wrapped(f"avo.{f}(", [n for n, _, _ in args], ");\n", indent="  ") + "}\n\n")
     out.append("constexpr AvoEventEntry kTable[] = {\n")
     for event in plan["events"]:
         f = event["function"]
         cap = f[0].upper() + f[1:]
         params = f"k{cap}Params" if arguments(event, vocab) else "{}"
-        out.append(f"    {{{cpp_string(event['name'])}, {cpp_string(f)}, {params}, &call{cap}}},\n")
+        out.append(wrapped("{", [cpp_string(event["name"]), cpp_string(f), params, f"&call{cap}"],
+                           "},\n", indent="    "))
     out.append("};\n\n}  // namespace\n\n")
     out.append("std::span<const AvoEventEntry> avoEventTable() { return kTable; }\n\n"
                "const AvoEventEntry* findAvoEvent(std::string_view nameOrFunction) {\n"
