@@ -44,10 +44,9 @@ constexpr const char* kHostFooter =
 // Replaces this process with `kmwidget-host` from the folder of the running program, given the
 // same arguments; returns only when that program cannot be run.
 int handOverToHostProgram(const std::vector<std::string>& args, const Io& io) {
-  std::error_code error;
-  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (error) return fail(io, "cannot find the running program: " + error.message());
-  const std::string program = (self.parent_path() / "kmwidget-host").string();
+  const std::optional<std::string> folder = executableDirectory();
+  if (!folder) return fail(io, "cannot find the folder of the running program");
+  const std::string program = (std::filesystem::path(*folder) / "kmwidget-host").string();
   std::vector<char*> argv{const_cast<char*>(program.c_str())};
   for (const std::string& arg : args)
     argv.push_back(const_cast<char*>(arg.c_str()));

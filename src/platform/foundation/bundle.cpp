@@ -16,6 +16,7 @@
 
 #include "platform/foundation/process_settings.h"
 #include "platform/foundation/strings_table.h"
+#include "platform/foundation/text.h"
 
 namespace fs = std::filesystem;
 
@@ -27,24 +28,10 @@ bool isDirectory(const fs::path& p) {
   return fs::is_directory(p, ec);
 }
 
-std::optional<fs::path> executableDirectory() {
-  std::error_code ec;
-  const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
-  if (ec) return std::nullopt;
-  return exe.parent_path();
-}
-
-std::string lowerAscii(std::string s) {
-  for (char& c : s) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return s;
-}
-
 // "pt_BR" and "pt-br" name the same localisation.
 std::string canonicalLanguage(std::string s) {
   std::replace(s.begin(), s.end(), '_', '-');
-  return lowerAscii(std::move(s));
+  return asciiLowercased(s);
 }
 
 // What identifies a version of a file or folder: a change of contents, size, or the file itself
@@ -119,9 +106,10 @@ namespace {
 // installed does not change while it runs, so this is looked up once.
 const std::string& defaultMainBundlePath() {
   static const std::string path = [] {
-    if (auto dir = executableDirectory()) {
+    if (auto found = executableDirectory()) {
+      const fs::path dir(*found);
       for (const fs::path& candidate :
-           {*dir / "bundle", *dir / ".." / "share" / "kalomate" / "bundle"}) {
+           {dir / "bundle", dir / ".." / "share" / "kalomate" / "bundle"}) {
         if (isDirectory(candidate)) return fs::weakly_canonical(candidate).string();
       }
     }

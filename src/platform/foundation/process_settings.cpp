@@ -7,6 +7,7 @@
 #include <unicode/unistr.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 
@@ -190,6 +191,13 @@ ScopedPreferredLanguages::ScopedPreferredLanguages(
 ScopedPreferredLanguages::~ScopedPreferredLanguages() {
   std::lock_guard lock(gMutex);
   gSettings.preferredLanguages = std::move(previous_);
+}
+
+std::optional<std::string> executableDirectory() {
+  std::error_code error;
+  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (error) return std::nullopt;
+  return self.parent_path().string();
 }
 
 }  // namespace km

@@ -33,6 +33,9 @@ std::optional<std::string> languageOverride();
 std::optional<std::string> storePathOverride();
 // The main bundle's folder, when set explicitly.
 std::optional<std::string> mainBundlePathOverride();
+// The folder of the running program (where the programs and files installed with it are found);
+// nullopt when the system does not say.
+std::optional<std::string> executableDirectory();
 
 // True when `zoneId` names a time zone ICU knows.
 bool isKnownTimeZone(const std::string& zoneId);

@@ -90,4 +90,12 @@ bool isRightToLeftLanguage(std::string_view languageTag) {
   return U_SUCCESS(status) && !locale.isBogus() && locale.isRightToLeft();
 }
 
+std::string asciiLowercased(std::string_view text) {
+  std::string out(text);
+  for (char& c : out) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return out;
+}
+
 }  // namespace km

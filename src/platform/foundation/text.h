@@ -16,6 +16,9 @@ namespace km {
 std::string capitalized(std::string_view text, std::string_view localeId = {});
 std::string lowercased(std::string_view text, std::string_view localeId = {});
 std::string uppercased(std::string_view text, std::string_view localeId = {});
+// A-Z to a-z and nothing else: for identifiers and protocol tokens, where no locale's rules may
+// apply (a Turkish locale would lower "I" to a dotless i).
+std::string asciiLowercased(std::string_view text);
 
 // The number of user-perceived characters (extended grapheme clusters): "e\u0301" and a flag
 // emoji count as one each.

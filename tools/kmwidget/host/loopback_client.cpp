@@ -13,6 +13,8 @@
 #include <charconv>
 #include <cstring>
 
+#include "platform/foundation/text.h"
+
 namespace km::host {
 namespace {
 
@@ -43,13 +45,6 @@ bool waitFor(int fd, short events, Clock::time_point deadline) {
     if (n > 0) return true;
     if (n < 0 && errno != EINTR) return false;
   }
-}
-
-std::string lowercase(std::string_view s) {
-  std::string out(s);
-  for (char& c : out)
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  return out;
 }
 
 std::string_view trimmed(std::string_view s) {
@@ -140,9 +135,9 @@ Result<HttpAnswer> parseHttpAnswer(std::string_view raw) {
     at = end + 2;
     const std::size_t colon = line.find(':');
     if (colon == std::string_view::npos) return Error{"a header line without a colon"};
-    const std::string name = lowercase(line.substr(0, colon));
+    const std::string name = asciiLowercased(line.substr(0, colon));
     const std::string_view value = trimmed(line.substr(colon + 1));
-    if (name == "transfer-encoding" && lowercase(value) != "identity")
+    if (name == "transfer-encoding" && asciiLowercased(value) != "identity")
       return Error{"a " + std::string(value) + " body is not read"};
     if (name == "content-length") {
       std::size_t length = 0;

@@ -19,6 +19,7 @@
 #include <fstream>
 
 #include "kmwidget/host/live_host.h"
+#include "platform/foundation/process_settings.h"
 #include "platform/widgetkit/platform_version.h"
 
 namespace km::host {
@@ -31,10 +32,8 @@ namespace {
 // The program the render workers run: `kmwidget` from this program's folder, which draws without
 // loading the HTTP server; this program itself where that is missing.
 std::string workerProgram() {
-  std::error_code error;
-  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
-  if (!error) {
-    const std::filesystem::path tool = self.parent_path() / "kmwidget";
+  if (const std::optional<std::string> folder = executableDirectory()) {
+    const std::filesystem::path tool = std::filesystem::path(*folder) / "kmwidget";
     if (::access(tool.c_str(), X_OK) == 0) return tool.string();
   }
   return "/proc/self/exe";
