@@ -3,9 +3,52 @@
 #include "platform/ui/render/cairo_bridge.h"
 
 #include <algorithm>
+#include <cmath>
+#include <numbers>
 #include <variant>
 
 namespace km::render {
+
+namespace {
+
+// Cairo 1.16 chooses an arc's segment count by searching for a segment angle whose error, scaled
+// by the radius in device pixels, stays under its tolerance, and that search has no upper bound:
+// an arc of radius 1e50 pixels (a huge radius, or a modest one under a huge scale) never
+// finishes. Arcs beyond this radius, far larger than any canvas, are drawn as our own cubic
+// pieces instead.
+constexpr double kLargestCairoArcRadius = 1 << 20;  // device pixels
+// A cubic's distance from its arc grows with the sixth power of the arc's angle: at 64 pieces a
+// turn it stays under a thousandth of a pixel up to the radii where Cairo's fixed-point
+// coordinates (24.8 bits) run out anyway.
+constexpr int kLargeArcPiecesPerTurn = 64;
+
+double deviceRadius(cairo_t* cr, double radius) {
+  cairo_matrix_t m;
+  cairo_get_matrix(cr, &m);
+  // The matrix's Frobenius norm bounds its largest stretch from above, which is all the choice
+  // below needs.
+  return radius * std::sqrt(m.xx * m.xx + m.yx * m.yx + m.xy * m.xy + m.yy * m.yy);
+}
+
+void appendArcAsCubics(cairo_t* cr, const Path::Arc& a) {
+  const double turns = std::abs(a.sweep) / (2 * std::numbers::pi);
+  const int pieces = std::max(1, static_cast<int>(std::ceil(turns * kLargeArcPiecesPerTurn)));
+  const double step = a.sweep / pieces;
+  // The control points of a cubic through the ends of a unit arc of angle `step` lie along the
+  // tangents, this far from the ends.
+  const double handle = 4.0 / 3.0 * std::tan(step / 4);
+  const double cx = a.center.x, cy = a.center.y, r = a.radius;
+  cairo_line_to(cr, cx + r * std::cos(a.startAngle), cy + r * std::sin(a.startAngle));
+  for (int i = 0; i < pieces; ++i) {
+    const double t0 = a.startAngle + step * i, t1 = a.startAngle + step * (i + 1);
+    const double c0 = std::cos(t0), s0 = std::sin(t0), c1 = std::cos(t1), s1 = std::sin(t1);
+    cairo_curve_to(cr, cx + r * (c0 - handle * s0), cy + r * (s0 + handle * c0),
+                   cx + r * (c1 + handle * s1), cy + r * (s1 - handle * c1), cx + r * c1,
+                   cy + r * s1);
+  }
+}
+
+}  // namespace
 
 void setSourceRGBA(cairo_t* cr, const RGBA& c) {
   cairo_set_source_rgba(cr, c.red, c.green, c.blue, c.alpha);
@@ -18,7 +61,9 @@ void appendPath(cairo_t* cr, const Path& path) {
     } else if (auto* l = std::get_if<Path::LineTo>(&e)) {
       cairo_line_to(cr, l->to.x, l->to.y);
     } else if (auto* a = std::get_if<Path::Arc>(&e)) {
-      if (a->sweep >= 0) {
+      if (deviceRadius(cr, a->radius) > kLargestCairoArcRadius) {
+        appendArcAsCubics(cr, *a);
+      } else if (a->sweep >= 0) {
         cairo_arc(cr, a->center.x, a->center.y, a->radius, a->startAngle, a->startAngle + a->sweep);
       } else {
         cairo_arc_negative(cr, a->center.x, a->center.y, a->radius, a->startAngle,
