@@ -92,6 +92,32 @@ TEST(PathTest, LengthsAndTrims) {
   EXPECT_NEAR(circle.trimmed(-1, 2).length(), circle.length(), 1e-9);
 }
 
+TEST(PathTest, ArcBoundsReachTheQuarterTurnsInsideTheSweep) {
+  // An arc of radius 10 about the origin, from `start` to `end` (radians, increasing); its box.
+  struct Case {
+    double start, end;
+    Rect bounds;
+  } const cases[] = {
+      {0, kPi / 2, {0, 0, 10, 10}},                                // three to six o'clock
+      {0.1, 0.1 + 2 * kPi, {-10, -10, 20, 20}},                    // a turn between the quarters
+      {kPi / 4, 3 * kPi / 4, {-7.0711, 7.0711, 14.1421, 2.9289}},  // through six o'clock only
+  };
+  for (const Case& c : cases) {
+    Path p;
+    p.addArc({0, 0}, 10, Angle{c.start}, Angle{c.end}, false);
+    const Rect b = p.boundingRect();
+    EXPECT_NEAR(b.x, c.bounds.x, 1e-4) << c.start;
+    EXPECT_NEAR(b.y, c.bounds.y, 1e-4) << c.start;
+    EXPECT_NEAR(b.width, c.bounds.width, 1e-4) << c.start;
+    EXPECT_NEAR(b.height, c.bounds.height, 1e-4) << c.start;
+  }
+  // At an angle so large that a quarter turn does not change it, the box is still found, and
+  // still no larger than the circle's.
+  Path huge;
+  huge.addArc({0, 0}, 10, Angle{1e40}, Angle{1}, false);
+  EXPECT_LE(huge.boundingRect().width, 20);
+}
+
 TEST(PathTest, ContinuousCornersStayInsideAndTrimCurves) {
   Path p;
   p.addRoundedRect({0, 0, 100, 50}, 12, RoundedCornerStyle::continuous);

@@ -366,9 +366,12 @@ Rect Path::boundingRect() const {
       const double t = std::max(a->startAngle, a->startAngle + a->sweep);
       add(arcPoint(*a, s));
       add(arcPoint(*a, t));
-      // Extreme points at multiples of a quarter turn inside the sweep.
-      for (double q = std::ceil(s / (kTwoPi / 4)) * (kTwoPi / 4); q < t; q += kTwoPi / 4) {
-        add(arcPoint(*a, q));
+      // Extreme points at multiples of a quarter turn inside the sweep: at most four, as the
+      // sweep is at most a turn. Counted, not stepped, since at an angle of 1e40 a quarter turn
+      // added is no change at all.
+      const double quarter = kTwoPi / 4, first = std::ceil(s / quarter);
+      for (int k = 0; k < 4 && (first + k) * quarter < t; ++k) {
+        add(arcPoint(*a, (first + k) * quarter));
       }
     }
   });
