@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "gallery.h"
+#include "platform/ui/image/image_scaling.h"
 #include "platform/ui/layout.h"
 #include "platform/ui/render/cairo_canvas.h"
 #include "platform/ui/renderer.h"
@@ -131,6 +132,19 @@ void BM_EncodePng(benchmark::State& state) {
   state.counters["bytes"] = static_cast<double>(bytes);
 }
 BENCHMARK(BM_EncodePng)->Arg(1)->Arg(6)->Unit(benchmark::kMillisecond);
+
+// Shrinking a widget's image by 3 into a contact sheet, as a render at scale 3 composes it.
+void BM_ComposeShrunk(benchmark::State& state) {
+  const RasterImage image =
+      renderImage(layout(gallery::textWidget(), {338, 158}, LayoutOptions{&catalog()}), options());
+  RasterImage sheet(image.width() / 3 + 8, image.height() / 3 + 8);
+  for (auto _ : state) {
+    composeShrunk(image, 3, sheet, 4, 4);
+    benchmark::DoNotOptimize(sheet.row(0));
+  }
+  state.SetItemsProcessed(state.iterations() * image.width() * image.height());
+}
+BENCHMARK(BM_ComposeShrunk)->Unit(benchmark::kMicrosecond);
 
 cairo_status_t countBytes(void* closure, const unsigned char*, unsigned int length) {
   *static_cast<size_t*>(closure) += length;

@@ -10,21 +10,47 @@ namespace km {
 
 namespace {
 
-// Adds one source row of the blocks [from, to) to their sums (alpha and green, red and blue
-// packed two to a word); returns `to`.
+// Adds a row of channel bytes to 16-bit sums, one per byte: a plain loop the compiler widens and
+// vectorises (a block of up to 16 rows of 255 cannot overflow a sum).
+void addRow(const uint8_t* in, std::size_t count, uint16_t* sums) {
+  for (std::size_t i = 0; i < count; ++i)
+    sums[i] = static_cast<uint16_t>(sums[i] + in[i]);
+}
+
+// Writes one row of blocks over `out`: each block's columns summed (`columns` holds channel bytes
+// already summed over the block's rows), averaged and laid over the target. `kFactor` is the
+// factor when known at compile time, so that the averages divide by a constant; 0 takes
+// `factor` at run time.
 template <int kFactor>
-int addBlocks(const uint32_t* in, int from, int to, uint32_t* sums) {
-  for (int ox = from; ox < to; ++ox) {
-    const uint32_t* px = in + static_cast<ptrdiff_t>(ox) * kFactor;
-    uint32_t ag = 0, rb = 0;
-    for (int k = 0; k < kFactor; ++k) {
-      ag += (px[k] >> 8) & 0x00FF00FFu;
-      rb += px[k] & 0x00FF00FFu;
+void composeBlockRow(const uint16_t* columns, int count, int factor, uint32_t* out) {
+  const int f = kFactor > 0 ? kFactor : factor;
+  const uint32_t area = static_cast<uint32_t>(f * f);
+  auto mean = [area](uint32_t s) { return (s + area / 2) / area; };
+  for (int ox = 0; ox < count; ++ox) {
+    const uint16_t* px = columns + static_cast<std::ptrdiff_t>(ox) * f * 4;
+    uint32_t s0 = 0, s1 = 0, s2 = 0, s3 = 0;
+    for (int k = 0; k < f; ++k) {
+      s0 += px[4 * k];
+      s1 += px[4 * k + 1];
+      s2 += px[4 * k + 2];
+      s3 += px[4 * k + 3];
     }
-    sums[static_cast<size_t>(ox) * 2] += ag;
-    sums[static_cast<size_t>(ox) * 2 + 1] += rb;
+    // The block's mean, rounded (pixels beyond the source's edge count as transparent). The
+    // channel bytes are in the memory order of a native 32-bit ARGB pixel on a little-endian
+    // machine.
+    const uint32_t b = mean(s0), g = mean(s1), r = mean(s2), a = mean(s3);
+    if (a == 255) {  // most of a widget: covers the target whatever is below
+      out[ox] = (a << 24) | (r << 16) | (g << 8) | b;
+      continue;
+    }
+    // "Source over": the target shows through by the share the source leaves uncovered.
+    const uint32_t below = out[ox];
+    const uint32_t keep = 255 - a;
+    auto over = [&](uint32_t top, int shift) {
+      return std::min<uint32_t>(255, top + (((below >> shift) & 255) * keep + 127) / 255);
+    };
+    out[ox] = (over(a, 24) << 24) | (over(r, 16) << 16) | (over(g, 8) << 8) | over(b, 0);
   }
-  return std::max(from, to);
 }
 
 }  // namespace
@@ -34,63 +60,35 @@ int shrunkLength(int length, int factor) {
 }
 
 void composeShrunk(const RasterImage& source, int factor, RasterImage& target, int x, int y) {
-  // Sums are kept two channels to a word (alpha and green, red and blue), 16 bits each: a block of
-  // up to 16 × 16 pixels cannot overflow them, and a pixel costs two masks and two adds.
   factor = std::clamp(factor, 1, 16);
   const int w = shrunkLength(source.width(), factor), h = shrunkLength(source.height(), factor);
   const int x0 = std::max(0, -x), x1 = std::min(w, target.width() - x);
   const int y0 = std::max(0, -y), y1 = std::min(h, target.height() - y);
   if (x0 >= x1 || y0 >= y1) return;
-  const uint32_t area = static_cast<uint32_t>(factor * factor);
-  std::vector<uint32_t> sums(static_cast<size_t>(w) * 2);
+  // A block row at a time: its source rows summed per channel byte into `columns` (the blocks
+  // [x0, x1) only, padded with zeros where the last block runs past the source's edge), then each
+  // block's columns summed and averaged.
+  const int firstColumn = x0 * factor;
+  const int lastColumn = std::min(source.width(), x1 * factor);
+  const std::size_t bytes = static_cast<std::size_t>(lastColumn - firstColumn) * 4;
+  std::vector<uint16_t> columns(static_cast<std::size_t>(x1 - x0) * factor * 4);
   for (int oy = y0; oy < y1; ++oy) {
-    std::fill(sums.begin(), sums.end(), 0u);
+    std::fill(columns.begin(), columns.end(), uint16_t{0});
     const int sy1 = std::min(source.height(), (oy + 1) * factor);
-    // A block row by row, reading the source in order.
     for (int sy = oy * factor; sy < sy1; ++sy) {
-      const uint32_t* in = source.row(sy);
-      // Blocks wholly inside the source take the common factors' unrolled path.
-      const int whole = std::min(x1, source.width() / factor);
-      int ox = x0;
-      switch (factor) {
-        case 2:
-          ox = addBlocks<2>(in, x0, whole, sums.data());
-          break;
-        case 3:
-          ox = addBlocks<3>(in, x0, whole, sums.data());
-          break;
-        case 4:
-          ox = addBlocks<4>(in, x0, whole, sums.data());
-          break;
-        default:
-          break;
-      }
-      for (; ox < x1; ++ox) {
-        const int sx1 = std::min(source.width(), (ox + 1) * factor);
-        uint32_t ag = 0, rb = 0;
-        for (int sx = ox * factor; sx < sx1; ++sx) {
-          ag += (in[sx] >> 8) & 0x00FF00FFu;
-          rb += in[sx] & 0x00FF00FFu;
-        }
-        sums[static_cast<size_t>(ox) * 2] += ag;
-        sums[static_cast<size_t>(ox) * 2 + 1] += rb;
-      }
+      addRow(reinterpret_cast<const uint8_t*>(source.row(sy) + firstColumn), bytes, columns.data());
     }
-    uint32_t* out = target.row(y + oy) + x;
-    for (int ox = x0; ox < x1; ++ox) {
-      const uint32_t ag = sums[static_cast<size_t>(ox) * 2];
-      const uint32_t rb = sums[static_cast<size_t>(ox) * 2 + 1];
-      // The block's mean, rounded (pixels beyond the source's edge count as transparent); then
-      // "source over": the target shows through by the share the source leaves uncovered.
-      auto mean = [area](uint32_t sum) { return (sum + area / 2) / area; };
-      const uint32_t a = mean(ag >> 16), g = mean(ag & 0xFFFF);
-      const uint32_t r = mean(rb >> 16), b = mean(rb & 0xFFFF);
-      const uint32_t below = out[ox];
-      const uint32_t keep = 255 - a;
-      auto over = [&](uint32_t top, int shift) {
-        return std::min<uint32_t>(255, top + (((below >> shift) & 255) * keep + 127) / 255);
-      };
-      out[ox] = (over(a, 24) << 24) | (over(r, 16) << 16) | (over(g, 8) << 8) | over(b, 0);
+    uint32_t* out = target.row(y + oy) + x + x0;
+    switch (factor) {
+      case 2:
+        composeBlockRow<2>(columns.data(), x1 - x0, factor, out);
+        break;
+      case 3:
+        composeBlockRow<3>(columns.data(), x1 - x0, factor, out);
+        break;
+      default:
+        composeBlockRow<0>(columns.data(), x1 - x0, factor, out);
+        break;
     }
   }
 }
