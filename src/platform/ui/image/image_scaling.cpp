@@ -25,7 +25,7 @@ template <int kFactor>
 void composeBlockRow(const uint16_t* columns, int count, int factor, uint32_t* out) {
   const int f = kFactor > 0 ? kFactor : factor;
   const uint32_t area = static_cast<uint32_t>(f * f);
-  auto mean = [area](uint32_t s) { return (s + area / 2) / area; };
+  auto mean = [&](uint32_t s) { return (s + area / 2) / area; };
   for (int ox = 0; ox < count; ++ox) {
     const uint16_t* px = columns + static_cast<std::ptrdiff_t>(ox) * f * 4;
     uint32_t s0 = 0, s1 = 0, s2 = 0, s3 = 0;
