@@ -99,39 +99,45 @@ std::vector<uint8_t> decode(const std::string& png, uint32_t* width, uint32_t* h
 }
 
 TEST(PngRowWriterTest, BandsMakeTheSameImageAsTheWholeEncoder) {
-  // Noisy rows, so deflate fills several output buffers (several IDAT chunks).
-  RasterImage whole(300, 120);
-  uint32_t seed = 7;
-  for (int y = 0; y < whole.height(); ++y) {
-    for (int x = 0; x < whole.width(); ++x) {
-      seed = seed * 1664525u + 1013904223u;
-      const uint32_t a = (seed >> 24) | 1;
-      whole.row(y)[x] = argb(a, (seed >> 16 & 255) * a / 255, (seed >> 8 & 255) * a / 255, 0);
+  // Noisy rows, so deflate fills several output buffers (several IDAT chunks); translucent for
+  // RGBA, opaque for RGB (which stores no alpha: colour type 2 in the header).
+  for (const PngPixels pixels : {PngPixels::rgba, PngPixels::opaqueRgb}) {
+    RasterImage whole(300, 120);
+    uint32_t seed = 7;
+    for (int y = 0; y < whole.height(); ++y) {
+      for (int x = 0; x < whole.width(); ++x) {
+        seed = seed * 1664525u + 1013904223u;
+        const uint32_t a = pixels == PngPixels::rgba ? (seed >> 24) | 1 : 255;
+        whole.row(y)[x] = argb(a, (seed >> 16 & 255) * a / 255, (seed >> 8 & 255) * a / 255, 0);
+      }
     }
+    std::ostringstream out;
+    PngRowWriter writer(out, whole.width(), whole.height(), 1, pixels);
+    // Bands of uneven heights, as the rows of a contact sheet are.
+    RasterImage band;
+    for (int y0 = 0, h = 7; y0 < whole.height(); y0 += h, h += 13) {
+      const int rows = std::min(h, whole.height() - y0);
+      band.reset(whole.width(), rows + 2);
+      for (int y = 0; y < rows; ++y)
+        std::copy(whole.row(y0 + y), whole.row(y0 + y) + whole.width(), band.row(y + 1));
+      ASSERT_TRUE(writer.writeRows(band, 1, rows).ok());
+    }
+    ASSERT_TRUE(writer.finish().ok());
+    const std::string file = out.str();
+    ASSERT_GT(file.size(), 25u);
+    EXPECT_EQ(file[25], pixels == PngPixels::rgba ? 6 : 2);
+    uint32_t w = 0, h = 0;
+    const std::vector<uint8_t> streamed = decode(file, &w, &h);
+    auto encoded = encodePng(whole);
+    ASSERT_TRUE(encoded.ok());
+    uint32_t w2 = 0, h2 = 0;
+    const std::vector<uint8_t> reference =
+        decode(std::string(encoded->begin(), encoded->end()), &w2, &h2);
+    EXPECT_EQ(w, 300u);
+    EXPECT_EQ(h, 120u);
+    ASSERT_FALSE(streamed.empty());
+    EXPECT_TRUE(streamed == reference);
   }
-  std::ostringstream out;
-  PngRowWriter writer(out, whole.width(), whole.height());
-  // Bands of uneven heights, as the rows of a contact sheet are.
-  RasterImage band;
-  for (int y0 = 0, h = 7; y0 < whole.height(); y0 += h, h += 13) {
-    const int rows = std::min(h, whole.height() - y0);
-    band.reset(whole.width(), rows + 2);
-    for (int y = 0; y < rows; ++y)
-      std::copy(whole.row(y0 + y), whole.row(y0 + y) + whole.width(), band.row(y + 1));
-    ASSERT_TRUE(writer.writeRows(band, 1, rows).ok());
-  }
-  ASSERT_TRUE(writer.finish().ok());
-  uint32_t w = 0, h = 0;
-  const std::vector<uint8_t> streamed = decode(out.str(), &w, &h);
-  auto encoded = encodePng(whole);
-  ASSERT_TRUE(encoded.ok());
-  uint32_t w2 = 0, h2 = 0;
-  const std::vector<uint8_t> reference =
-      decode(std::string(encoded->begin(), encoded->end()), &w2, &h2);
-  EXPECT_EQ(w, 300u);
-  EXPECT_EQ(h, 120u);
-  ASSERT_FALSE(streamed.empty());
-  EXPECT_TRUE(streamed == reference);
 }
 
 TEST(PngRowWriterTest, RefusesRowsThatDoNotFit) {

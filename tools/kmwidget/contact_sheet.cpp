@@ -85,7 +85,8 @@ Status ContactSheet::open(const std::filesystem::path& file) {
   path_ = file;
   file_.open(file, std::ios::binary);
   if (!file_) return Error{"cannot write " + file.string()};
-  png_ = std::make_unique<PngRowWriter>(file_, width_, height_);
+  // Every strip is painted with the wallpaper first, so the sheet is opaque.
+  png_ = std::make_unique<PngRowWriter>(file_, width_, height_, 1, PngPixels::opaqueRgb);
   return Ok{};
 }
 
