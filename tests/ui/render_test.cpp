@@ -268,11 +268,13 @@ TEST(RenderTest, PngRoundTripsEveryPixel) {
     const char* name;
     Size size;
     double scale;
+    PngThreads threads = PngThreads::upToTwo;
   } cases[] = {
       {"one pixel", {1, 1}, 1},
       {"small", {40, 7}, 1},
       {"ring widget at scale 3, two halves", {158, 158}, 3},
       {"medium widget at scale 3, odd height", {338, 158.4}, 3},
+      {"medium widget at scale 3, one thread", {338, 158.4}, 3, PngThreads::one},
   };
   for (const Case& c : cases) {
     // Translucent edges and a gradient, so that straight alpha and long runs are both tested.
@@ -282,7 +284,7 @@ TEST(RenderTest, PngRoundTripsEveryPixel) {
                          UnitPoint::leading(), UnitPoint::trailing()}),
                      gallery::ringWidget(0.72)}),
              c.size, c.scale);
-    auto png = encodePng(img);
+    auto png = encodePng(img, 1, c.threads);
     ASSERT_TRUE(png.ok()) << c.name << ": " << png.error().message;
     spng_ctx* ctx = spng_ctx_new(0);
     spng_set_png_buffer(ctx, png->data(), png->size());

@@ -362,7 +362,8 @@ int runRender(const RenderArgs& args, const Io& io) {
     RasterImage& image = images[worker];
     renderImage(list, r.options, image);
     sheet->add(i, image);
-    auto bytes = encodePng(image);
+    // With a worker per core, each image is encoded on its own worker's thread.
+    auto bytes = encodePng(image, 1, threads > 1 ? PngThreads::one : PngThreads::upToTwo);
     if (!bytes) return Error{"cannot encode " + r.file + ": " + bytes.error().message};
     std::ofstream out(file, std::ios::binary);
     out.write(reinterpret_cast<const char*>(bytes->data()),

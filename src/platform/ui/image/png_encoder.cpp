@@ -192,7 +192,8 @@ constexpr uint8_t kSignature[8] = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
 
 }  // namespace
 
-Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compressionLevel) {
+Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compressionLevel,
+                                       PngThreads threads) {
   const int w = image.width(), h = image.height();
   if (w <= 0 || h <= 0) return Error{"cannot encode an empty image"};
   if (w > (1 << 24) / 4 || h > (1 << 24)) return Error{"image too large to encode"};
@@ -200,8 +201,8 @@ Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compression
   // Deflating is most of the time of turning a widget into a file: a large image is compressed
   // in two halves at once. Each half converts its rows one at a time, so no straight-alpha copy
   // of the whole image is ever made.
-  const bool split =
-      static_cast<int64_t>(w) * h >= 200'000 && std::thread::hardware_concurrency() >= 2;
+  const bool split = threads == PngThreads::upToTwo && static_cast<int64_t>(w) * h >= 200'000 &&
+                     std::thread::hardware_concurrency() >= 2;
   std::vector<DeflatedRows> runs;
   if (split) {
     // Without a second thread (the system refusing one) the image is deflated in one piece.

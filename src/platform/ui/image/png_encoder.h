@@ -11,9 +11,14 @@
 
 namespace km {
 
+// Whether encodePng may deflate a large image in two halves at once: worth it alone, pure overhead
+// (a thread, a second start of deflate) for a caller already encoding on every core.
+enum class PngThreads { upToTwo, one };
+
 // PNG bytes of an image (8-bit RGBA, straight alpha, rows unfiltered). Level 1 compresses fast
 // and still well for flat widget art.
-Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compressionLevel = 1);
+Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compressionLevel = 1,
+                                       PngThreads threads = PngThreads::upToTwo);
 
 // What a PNG stores of each pixel.
 enum class PngPixels {
