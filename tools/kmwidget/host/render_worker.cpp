@@ -158,7 +158,9 @@ Answer draw(const std::string& requestText, const AssetCatalog& assets) {
     }
     const RenderOptions options =
         widgetRenderOptions(*family, *device, scheme, mode, scale, assets);
-    auto png = encodePng(renderImage(list, options));
+    // The host runs a worker process per core, so each encodes on its own thread (and its tiles
+    // are byte for byte the render command's images).
+    auto png = encodePng(renderImage(list, options), 1, PngThreads::one);
     if (!png) return errorAnswer("cannot encode the tile: " + png.error().message);
     Answer answer;
     answer.header = {{"ok", true}};
