@@ -75,6 +75,36 @@ TEST(AssetCatalogTest, MembersOfTheWrongTypeCountAsAbsent) {
   EXPECT_TRUE(catalog->color("n", ColorScheme::light));  // "yes" is no namespace
 }
 
+// A set's file names are names, not paths: one reaching out of its folder is not read.
+TEST(AssetCatalogTest, ImageFilesStayInTheirSet) {
+  const auto dir = std::filesystem::temp_directory_path() / "km_ui_file_names.xcassets";
+  std::filesystem::remove_all(dir);
+  const std::string svg =
+      R"(<svg xmlns="http://www.w3.org/2000/svg" width="4" height="4"><path d="M0 0h4v4z"/></svg>)";
+  std::ofstream(dir.parent_path() / "km_ui_outside.svg") << svg;
+  const std::pair<const char*, std::string> sets[] = {
+      {"plain", "i.svg"},
+      {"up", "../../km_ui_outside.svg"},
+      {"absolute", (dir.parent_path() / "km_ui_outside.svg").string()},
+      {"folder", "sub/i.svg"},
+  };
+  for (const auto& [name, file] : sets) {
+    const auto set = dir / (std::string(name) + ".imageset");
+    std::filesystem::create_directories(set / "sub");
+    std::ofstream(set / "i.svg") << svg;
+    std::ofstream(set / "sub/i.svg") << svg;
+    nlohmann::json contents;
+    contents["images"] = nlohmann::json::array({nlohmann::json{{"filename", file}}});
+    std::ofstream(set / "Contents.json") << contents;
+  }
+  const auto catalog = AssetCatalog::load(dir);
+  ASSERT_TRUE(catalog.ok());
+  EXPECT_TRUE(catalog->hasImage("plain"));
+  EXPECT_FALSE(catalog->hasImage("up"));
+  EXPECT_FALSE(catalog->hasImage("absolute"));
+  EXPECT_FALSE(catalog->hasImage("folder"));
+}
+
 TEST(AssetCatalogTest, AppearancesNamespacesAndBrokenSets) {
   auto catalog = AssetCatalog::load(kFixtures);
   ASSERT_TRUE(catalog.ok()) << catalog.error().message;

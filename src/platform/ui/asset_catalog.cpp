@@ -159,7 +159,10 @@ struct AssetCatalog::Data {
     double bestScale = 0;
     for (const json& entry : (*contents)["images"]) {
       if (!entry.is_object() || !entry.contains("filename")) continue;
-      const std::string file = stringMember(entry, "filename");
+      const std::filesystem::path file = stringMember(entry, "filename");
+      // A set's files sit beside its Contents.json: a name with a folder in it ("../x.svg", an
+      // absolute path) would read a file from outside the catalogue.
+      if (file.empty() || file != file.filename() || file == "." || file == "..") continue;
       const std::filesystem::path path = dir / file;
       std::string ext = path.extension().string();
       std::transform(ext.begin(), ext.end(), ext.begin(), ::tolower);
