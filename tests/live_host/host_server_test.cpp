@@ -8,11 +8,14 @@
 #include <chrono>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "fixtures/temp_dir.h"
+#include "kmwidget/cli.h"
 #include "kmwidget/host/arrangement.h"
 #include "kmwidget/host/http_server.h"
 #include "kmwidget/host/loopback_client.h"
@@ -94,6 +97,33 @@ TEST(Arrangement, SavedFileRoundTripsAndForeignEntriesAreDropped) {
 
 // Each row of taps.json: a display list as the page holds it, and points with the URL a tap
 // there opens (null: none).
+// `kmwidget host --os N` pins the platform version over the page's saved choice, the default
+// version included; without --os the saved choice stands.
+TEST(HostCommand, OsOnTheCommandLineWinsEvenAtTheDefault) {
+  testing::TempDir dir;
+  const std::pair<std::vector<std::string>, std::optional<int>> cases[] = {
+      {{"--os", "17"}, 17},
+      {{"--os", "15"}, 15},
+      {{}, std::nullopt},
+  };
+  for (const auto& [os, pinned] : cases) {
+    std::vector<std::string> args{"--store", dir.file("s.sqlite")};
+    args.insert(args.end(), os.begin(), os.end());
+    args.push_back("host");
+    std::optional<std::optional<int>> seen;
+    std::ostringstream out, err;
+    std::istringstream in;
+    const int code =
+        cli::runKmwidget(args, {out, err, in}, [&seen](const HostOptions& options, std::ostream&) {
+          seen = options.osMajor;
+          return 0;
+        });
+    EXPECT_EQ(code, 0) << err.str();
+    ASSERT_TRUE(seen.has_value()) << os.size();
+    EXPECT_EQ(*seen, pinned) << os.size();
+  }
+}
+
 TEST(Tap, TopmostLinkElseWidgetUrlElseNothing) {
   std::ifstream in(std::string(KM_SOURCE_DIR) + "/tests/live_host/taps.json");
   const nlohmann::json rows = nlohmann::json::parse(in);

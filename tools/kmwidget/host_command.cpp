@@ -35,7 +35,7 @@ struct HostArgs {
 // The options that the host shares with every command, listed in its help too.
 constexpr const char* kHostFooter =
     "Also: --now TIME (widget time at start, ISO-8601), --tz ZONE, --store PATH (the shared "
-    "store; the arrangement is saved beside it as <store>.arrangement.json), --os 15|16 "
+    "store; the arrangement is saved beside it as <store>.arrangement.json), --os 15|16|17 "
     "(overrides the page's saved platform version), --language CODE (for this run only; the page's "
     "language "
     "setting writes the store as the app does).\n"
@@ -57,7 +57,9 @@ int handOverToHostProgram(const std::vector<std::string>& args, const Io& io) {
   return fail(io, "cannot run the live host " + program + ": " + std::strerror(errno));
 }
 
-int runHostCommand(const HostArgs& args, const std::vector<std::string>& commandLine,
+// `osGiven`: --os was on the command line, so its version (even the default one) wins over the
+// page's saved choice.
+int runHostCommand(const HostArgs& args, bool osGiven, const std::vector<std::string>& commandLine,
                    const HostRunner& runHost, const Io& io) {
   if (args.port < 0 || args.port > 65535) {
     io.err << "kmwidget: --port: expected 0 to 65535\n";
@@ -79,9 +81,7 @@ int runHostCommand(const HostArgs& args, const std::vector<std::string>& command
   options.openWith = args.openWith;
   options.language = languageOverride();
   options.workers = args.workers;
-  // A platform version other than the default, given with --os, wins over the page's choice.
-  if (auto pinned = currentPlatformVersion(); pinned.major != PlatformVersion{}.major)
-    options.osMajor = pinned.major;
+  if (osGiven) options.osMajor = currentPlatformVersion().major;
   if (!runHost) return handOverToHostProgram(commandLine, io);
   return runHost(options, io.err);
 }
@@ -106,9 +106,10 @@ void addHostCommands(CLI::App& app, Action& action, const std::vector<std::strin
                       "(default xdg-open)");
   hostCmd->add_option("--workers", args->workers, "Render worker processes (default 2)");
   hostCmd->footer(kHostFooter);
-  hostCmd->callback([&action, args, &commandLine, &runHost] {
-    action = [args, &commandLine, &runHost](const Io& io) {
-      return runHostCommand(*args, commandLine, runHost, io);
+  hostCmd->callback([&app, &action, args, &commandLine, &runHost] {
+    action = [&app, args, &commandLine, &runHost](const Io& io) {
+      const bool osGiven = app.get_option("--os")->count() > 0;
+      return runHostCommand(*args, osGiven, commandLine, runHost, io);
     };
   });
 
