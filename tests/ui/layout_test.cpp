@@ -7,6 +7,7 @@
 #include "fixtures/json_match.h"
 #include "kmwidget/view_description/view_description.h"
 #include "platform/ui/display_list_json.h"
+#include "platform/ui/layout/layouter.h"
 #include "platform/ui/text_engine.h"
 
 namespace km {
@@ -189,6 +190,15 @@ TEST(LayoutTest, InvalidNumbersAreIgnored) {
   };
   for (const auto& c : cases)
     expectFrames(c);
+  // A text whose minimum scale factor is not a number lays out as one without.
+  const View text = Text("Kcal 1 250").font(40);
+  EXPECT_EQ(frames(layout(text.minimumScaleFactor(nan), {60, 100})),
+            frames(layout(text, {60, 100})));
+  // The size memo finds a key with a NaN in it again (it compares numbers by their bits, as it
+  // hashes them): otherwise each visit below such a view redoes the layout there.
+  const layout_pass::MemoKey key{nullptr, nan, 10, nan, 0, -1, nan, -1};
+  EXPECT_TRUE(key == key);
+  EXPECT_EQ(layout_pass::MemoHash{}(key), layout_pass::MemoHash{}(key));
   const DisplayList list = layout(box(20, 20).opacity(nan).offset(nan, 3), {100, 100});
   EXPECT_DOUBLE_EQ(list.items[0].opacity, 1);
   EXPECT_DOUBLE_EQ(list.items[0].transform.x0, 0);

@@ -123,6 +123,7 @@ View View::lineLimit(std::optional<int> lines) const {
 }
 
 View View::minimumScaleFactor(double factor) const {
+  if (!std::isfinite(factor)) return *this;  // an impossible factor is ignored
   EnvNode n{*this};
   n.minimumScaleFactor = factor;
   return make(std::move(n));

@@ -49,6 +49,15 @@ ProposedSize fixedProposal(const FixedSizeNode& n, ProposedSize p) {
 
 // Keys are hashed by their bits with a multiply-and-rotate mix: std::hash<double> goes through
 // a byte-wise hash, which made hashing a visible share of a widget's layout.
+bool MemoKey::operator==(const MemoKey& o) const {
+  auto same = [](double a, double b) {
+    return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b);
+  };
+  return node == o.node && same(pw, o.pw) && same(ph, o.ph) && same(fontSize, o.fontSize) &&
+         weight == o.weight && lineLimit == o.lineLimit && same(minScale, o.minScale) &&
+         axis == o.axis;
+}
+
 size_t MemoHash::operator()(const MemoKey& k) const {
   uint64_t h = reinterpret_cast<uintptr_t>(k.node);
   auto mix = [&h](uint64_t v) { h = std::rotl((h ^ v) * 0x9E3779B97F4A7C15ull, 29); };

@@ -49,7 +49,10 @@ struct MemoKey {
   int lineLimit;
   double minScale;
   int axis;
-  bool operator==(const MemoKey&) const = default;
+  // Numbers compare by their bits, as they hash: a NaN proposal (from NaN spacing or padding)
+  // must find its own entry again, or every layout below it is redone at each visit and the
+  // entries pile up in one bucket.
+  bool operator==(const MemoKey& o) const;
 };
 
 struct MemoHash {
