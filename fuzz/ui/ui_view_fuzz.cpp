@@ -76,10 +76,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     return v;
   };
   int steps = 0;
-  // Stacks nested past eight levels, each probing its children with several proposals, make
-  // layout's work grow exponentially (a known open finding, recorded in docs/testing.md);
-  // widgets nest far less, so the program stops adding stacks there and explores the rest.
-  int stacks = 0;
   while (!r.done() && steps++ < 64) {
     switch (r.byte() % 22) {
       case 0:
@@ -108,7 +104,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       case 5:
       case 6:
       case 7: {
-        if (++stacks > 8) break;
         std::vector<View> kids;
         const int n = r.byte() % 4;
         for (int i = 0; i < n; ++i)
