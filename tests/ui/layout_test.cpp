@@ -190,10 +190,6 @@ TEST(LayoutTest, InvalidNumbersAreIgnored) {
   };
   for (const auto& c : cases)
     expectFrames(c);
-  // A text whose minimum scale factor is not a number lays out as one without.
-  const View text = Text("Kcal 1 250").font(40);
-  EXPECT_EQ(frames(layout(text.minimumScaleFactor(nan), {60, 100})),
-            frames(layout(text, {60, 100})));
   // The size memo finds a key with a NaN in it again (it compares numbers by their bits, as it
   // hashes them): otherwise each visit below such a view redoes the layout there.
   const layout_pass::MemoKey key{nullptr, nan, 10, nan, 0, -1, nan, -1};

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <numbers>
 
@@ -93,26 +94,23 @@ TEST(PathTest, LengthsAndTrims) {
 }
 
 TEST(PathTest, ArcBoundsReachTheQuarterTurnsInsideTheSweep) {
-  // An arc of radius 10 about the origin, from `start` to `end` (radians, increasing); its box.
-  struct Case {
-    double start, end;
-    Rect bounds;
-  } const cases[] = {
-      {0, kPi / 2, {0, 0, 10, 10}},                                // three to six o'clock
-      {0.1, 0.1 + 2 * kPi, {-10, -10, 20, 20}},                    // a turn between the quarters
-      {kPi / 4, 3 * kPi / 4, {-7.0711, 7.0711, 14.1421, 2.9289}},  // through six o'clock only
+  // An arc of radius 10 about the origin from a start to an end angle (radians, increasing), and
+  // its box {x, y, width, height}: a quarter, a turn between the quarters, through six only.
+  const std::pair<std::array<double, 2>, std::array<double, 4>> cases[] = {
+      {{0, kPi / 2}, {0, 0, 10, 10}},
+      {{0.1, 0.1 + 2 * kPi}, {-10, -10, 20, 20}},
+      {{kPi / 4, 3 * kPi / 4}, {-7.0711, 7.0711, 14.1421, 2.9289}},
   };
-  for (const Case& c : cases) {
+  for (const auto& [angles, box] : cases) {
     Path p;
-    p.addArc({0, 0}, 10, Angle{c.start}, Angle{c.end}, false);
+    p.addArc({0, 0}, 10, Angle{angles[0]}, Angle{angles[1]}, false);
     const Rect b = p.boundingRect();
-    EXPECT_NEAR(b.x, c.bounds.x, 1e-4) << c.start;
-    EXPECT_NEAR(b.y, c.bounds.y, 1e-4) << c.start;
-    EXPECT_NEAR(b.width, c.bounds.width, 1e-4) << c.start;
-    EXPECT_NEAR(b.height, c.bounds.height, 1e-4) << c.start;
+    const double got[] = {b.x, b.y, b.width, b.height};
+    for (size_t k = 0; k < 4; ++k)
+      EXPECT_NEAR(got[k], box[k], 1e-4) << angles[0] << ", " << k;
   }
-  // At an angle so large that a quarter turn does not change it, the box is still found, and
-  // still no larger than the circle's.
+  // So far round that a quarter turn added changes nothing: still found, no larger than the
+  // circle.
   Path huge;
   huge.addArc({0, 0}, 10, Angle{1e40}, Angle{1}, false);
   EXPECT_LE(huge.boundingRect().width, 20);
