@@ -28,6 +28,7 @@ RasterImage filled(int w, int h, uint32_t px) {
 
 TEST(ImageScalingTest, ShrinksByBlockMeansAndCompositesOver) {
   const uint32_t red = argb(255, 255, 0, 0), clear = 0, grey = argb(255, 100, 100, 100);
+  const uint32_t rose = argb(255, 240, 120, 60);  // every channel its own
   struct Case {
     const char* what;
     std::vector<uint32_t> source;  // 4 × 2
@@ -51,12 +52,12 @@ TEST(ImageScalingTest, ShrinksByBlockMeansAndCompositesOver) {
        0,
        {argb(255, 178, 50, 50), red, grey, grey, grey, grey}},
       {"a partial block counts the missing pixels as transparent",
-       {red, red, red, red, red, red, red, red},
+       {rose, rose, rose, rose, rose, rose, rose, rose},
        3,
        clear,
        1,
        0,
-       {clear, argb(170, 170, 0, 0), argb(57, 57, 0, 0), clear, clear, clear}},
+       {clear, argb(170, 160, 80, 40), argb(57, 53, 27, 13), clear, clear, clear}},
       {"pixels off the target are dropped",
        {red, red, red, red, red, red, red, red},
        1,
@@ -126,6 +127,7 @@ TEST(PngRowWriterTest, BandsMakeTheSameImageAsTheWholeEncoder) {
     const std::string file = out.str();
     ASSERT_GT(file.size(), 25u);
     EXPECT_EQ(file[25], pixels == PngPixels::rgba ? 6 : 2);
+    EXPECT_TRUE(file.ends_with(std::string("IEND\xAE\x42\x60\x82", 8)));
     uint32_t w = 0, h = 0;
     const std::vector<uint8_t> streamed = decode(file, &w, &h);
     auto encoded = encodePng(whole);
@@ -146,6 +148,7 @@ TEST(PngRowWriterTest, RefusesRowsThatDoNotFit) {
   const RasterImage narrow(3, 3), right(4, 3);
   EXPECT_FALSE(writer.writeRows(narrow, 0, 1).ok());
   EXPECT_FALSE(writer.writeRows(right, 2, 2).ok());  // past the band's end
+  EXPECT_TRUE(writer.writeRows(right, 0, 0).ok());   // no rows is no error
   ASSERT_TRUE(writer.writeRows(right, 0, 2).ok());
   EXPECT_FALSE(writer.finish().ok());  // a row short
 }
