@@ -3,15 +3,19 @@
 # widget of the bundle in every family, PNG at scale 3, contact sheet and gallery page) as a
 # fresh process, from an empty store. With a number of copies, the bundle's kinds are asked for
 # that many times over (11 copies: 99 widgets), which shows what each further widget costs.
-# Usage: bench/widgets/gallery_bench.sh [path/to/kmwidget] [runs] [copies]
+# With a record file, the store holds that record (stored before the timed runs) and the widgets
+# are drawn at its day: bench/widgets/over_goal_record.json is the record the in-process
+# benchmark draws, so the two draw the same pictures.
+# Usage: bench/widgets/gallery_bench.sh [path/to/kmwidget] [runs] [copies] [record.json]
 set -euo pipefail
 kmwidget="${1:-build/release/tools/kmwidget/kmwidget}"
 runs="${2:-10}"
 copies="${3:-0}"
-exec python3 - "$kmwidget" "$runs" "$copies" <<'PY'
+record="${4:-}"
+exec python3 - "$kmwidget" "$runs" "$copies" "$record" <<'PY'
 import os, re, statistics, subprocess, sys, tempfile, time
 
-kmwidget, runs, copies = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
+kmwidget, runs, copies, record = sys.argv[1], int(sys.argv[2]), int(sys.argv[3]), sys.argv[4]
 kinds = []
 for _ in range(copies):
     for kind in ("small_energy", "medium_history", "medium_pie_macros", "medium_buttons",
@@ -19,12 +23,18 @@ for _ in range(copies):
         kinds += ["--kind", kind]
 wall, cpu, rss, drawn = [], [], [], None
 with tempfile.TemporaryDirectory() as work:
+    store = os.path.join(work, "store.sqlite")
+    moment = []
+    if record:
+        subprocess.run([kmwidget, "--store", store, "store", "set-summary", record], check=True,
+                       stdout=subprocess.DEVNULL)
+        moment = ["--now", "2026-11-23T12:00:00Z"]  # the record's day (its currentDate)
     for _ in range(runs):
         # Wall time around the process; its CPU time and peak resident set size from wait4,
         # in microseconds and kilobytes (a loaded machine disturbs CPU time less than wall time).
         start = time.perf_counter()
         child = subprocess.Popen(
-            [kmwidget, "render", "--store", os.path.join(work, "empty.sqlite"), *kinds,
+            [kmwidget, *moment, "render", "--store", store, *kinds,
              "-o", os.path.join(work, "out")], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
         err = child.stderr.read().decode()
         _, status, usage = os.wait4(child.pid, 0)
