@@ -2,6 +2,7 @@
 // as a hosting view places its root, and prints the display list or draws it.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <memory>
@@ -80,6 +81,14 @@ int run(const Io& io, const LayoutOptionsCli& o) {
     out << dump << '\n';
     if (!out) return fail(io, o.output + ": cannot be written");
     return kExitOk;
+  }
+  // An image past the renderer's largest side would come out clamped, not as asked (and take
+  // a gigabyte to draw): refused with the numbers instead.
+  if (format == "png" && std::max(o.width, o.height) * o.scale > kLargestImageSide) {
+    std::ostringstream why;
+    why << "--width " << o.width << " and --height " << o.height << " at --scale " << o.scale
+        << " exceed " << kLargestImageSide << " pixels a side";
+    return fail(io, why.str());
   }
   RenderOptions render;
   render.scale = o.scale;

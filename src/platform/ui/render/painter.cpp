@@ -297,7 +297,7 @@ PixelSize imagePixelSize(Size points, double scale) {
   // drawn clamped rather than crashing.
   auto pixels = [&](double length) {
     const double v = std::ceil(length * scale - 1e-9);
-    return std::isfinite(v) ? static_cast<int>(std::clamp(v, 1.0, 16384.0)) : 1;
+    return std::isfinite(v) ? static_cast<int>(std::clamp(v, 1.0, double{kLargestImageSide})) : 1;
   };
   return {pixels(points.width), pixels(points.height)};
 }

@@ -15,8 +15,11 @@ namespace km {
 // light and dark. Stateless; safe to call from several threads on different contexts.
 void drawDisplayList(cairo_t* cr, const DisplayList& list, const RenderOptions& options);
 
+// The longest side of a drawn image, in pixels: larger asks are drawn clamped to it.
+inline constexpr int kLargestImageSide = 16384;
+
 // The pixels of an image of `points` at `scale` pixels per point: rounded up, at least one and
-// at most 16384 a side.
+// at most kLargestImageSide a side.
 struct PixelSize {
   int width, height;
 };
