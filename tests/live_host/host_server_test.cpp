@@ -14,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "fixtures/json_match.h"
 #include "fixtures/temp_dir.h"
 #include "kmwidget/cli.h"
 #include "kmwidget/host/arrangement.h"
@@ -227,38 +228,24 @@ TEST(HttpServer, ServesTheLoopbackOnly) {
   EXPECT_TRUE(v6.ok());
 }
 
+// Each row of http_answers.json: an answer as it arrives, and the status and body read from it
+// (status 0: refused, with "text" in the message).
 TEST(LoopbackClient, ReadsStatusAndBodyOfWholeAnswersOnly) {
-  struct Case {
-    std::string raw;
-    int status;  // 0: an error whose message holds `text`
-    std::string text;
-  };
-  for (const Case& c : std::vector<Case>{
-           {"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n{}", 200, "{}"},
-           {"HTTP/1.0 404 Not Found\r\ncontent-length:  5 \r\n\r\nnope!trailing", 404, "nope!"},
-           {"HTTP/1.1 204\r\n\r\n", 204, ""},
-           {"HTTP/1.1 200 OK\r\nX: 1\r\n\r\nto the close", 200, "to the close"},
-           {"HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\nshort", 0, "ends inside"},
-           {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\n\r\n", 0,
-            "chunked"},
-           {"HTTP/1.1 200 OK\r\nContent-Length: -1\r\n\r\n", 0, "not a number"},
-           {"HTTP/1.1 200 OK\r\nno colon\r\n\r\n", 0, "colon"},
-           {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n", 0, "does not end"},
-           {"HTTP/1.1 2x0 OK\r\n\r\n", 0, "status"},
-           {"HTTP/1.1 099 Low\r\n\r\n", 0, "status"},
-           {"HTTP/1.1 2000 OK\r\n\r\n", 0, "status"},
-           {"SPDY/3 200 OK\r\n\r\n", 0, "not an HTTP answer"},
-           {"", 0, "not an HTTP answer"}}) {
-    const Result<HttpAnswer> answer = parseHttpAnswer(c.raw);
-    if (c.status == 0) {
-      ASSERT_FALSE(answer.ok()) << c.raw;
-      EXPECT_NE(answer.error().message.find(c.text), std::string::npos) << answer.error().message;
+  const nlohmann::json rows = testing::readJsonFile(std::filesystem::path(KM_SOURCE_DIR) /
+                                                    "tests/live_host/http_answers.json");
+  for (const nlohmann::json& row : rows) {
+    const std::string raw = row["raw"], text = row["text"];
+    const Result<HttpAnswer> answer = parseHttpAnswer(raw);
+    if (row["status"] == 0) {
+      ASSERT_FALSE(answer.ok()) << raw;
+      EXPECT_NE(answer.error().message.find(text), std::string::npos) << answer.error().message;
     } else {
-      ASSERT_TRUE(answer.ok()) << c.raw << ": " << answer.error().message;
-      EXPECT_EQ(answer->status, c.status) << c.raw;
-      EXPECT_EQ(answer->body, c.text) << c.raw;
+      ASSERT_TRUE(answer.ok()) << raw << ": " << answer.error().message;
+      EXPECT_EQ(answer->status, row["status"]) << raw;
+      EXPECT_EQ(answer->body, text) << raw;
     }
   }
+  EXPECT_GE(rows.size(), 14u);  // the file was found and read
 }
 
 TEST(LoopbackClient, GivesUpOnAServerThatNeverAnswersOrAnswersTooMuch) {

@@ -109,11 +109,8 @@ TEST(PathTest, ArcBoundsReachTheQuarterTurnsInsideTheSweep) {
     for (size_t k = 0; k < 4; ++k)
       EXPECT_NEAR(got[k], box[k], 1e-4) << angles[0] << ", " << k;
   }
-  // So far round that a quarter turn added changes nothing: still found, no larger than the
-  // circle.
-  Path huge;
-  huge.addArc({0, 0}, 10, Angle{1e40}, Angle{1}, false);
-  EXPECT_LE(huge.boundingRect().width, 20);
+  // An arc starting so far round that a quarter turn added changes nothing is in the view
+  // drawing's fuzz corpus (hostile_arc_angle), where it hung.
 }
 
 TEST(PathTest, ContinuousCornersStayInsideAndTrimCurves) {
