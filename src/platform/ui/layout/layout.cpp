@@ -47,8 +47,6 @@ ProposedSize fixedProposal(const FixedSizeNode& n, ProposedSize p) {
 
 }  // namespace
 
-// Keys are hashed by their bits with a multiply-and-rotate mix: std::hash<double> goes through
-// a byte-wise hash, which made hashing a visible share of a widget's layout.
 bool MemoKey::operator==(const MemoKey& o) const {
   auto same = [](double a, double b) {
     return std::bit_cast<uint64_t>(a) == std::bit_cast<uint64_t>(b);
@@ -58,6 +56,8 @@ bool MemoKey::operator==(const MemoKey& o) const {
          axis == o.axis;
 }
 
+// Keys are hashed by their bits with a multiply-and-rotate mix: std::hash<double> goes through
+// a byte-wise hash, which made hashing a visible share of a widget's layout.
 size_t MemoHash::operator()(const MemoKey& k) const {
   uint64_t h = reinterpret_cast<uintptr_t>(k.node);
   auto mix = [&h](uint64_t v) { h = std::rotl((h ^ v) * 0x9E3779B97F4A7C15ull, 29); };

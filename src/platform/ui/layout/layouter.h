@@ -49,9 +49,9 @@ struct MemoKey {
   int lineLimit;
   double minScale;
   int axis;
-  // Numbers compare by their bits, as they hash: a NaN proposal (from NaN spacing or padding)
-  // must find its own entry again, or every layout below it is redone at each visit and the
-  // entries pile up in one bucket.
+  // Numbers compare by their bits, as they hash: a key holding a NaN must find its own entry
+  // again, or every layout below it is redone at each visit and the entries pile up in one
+  // bucket.
   bool operator==(const MemoKey& o) const;
 };
 

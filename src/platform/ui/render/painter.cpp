@@ -76,7 +76,7 @@ void drawImage(cairo_t* cr, const DisplayItem& item, const DisplayImage& image,
   const auto [cx0, cy0, cx1, cy1] = deviceClipExtents(cr);
   const double x0 = std::floor(std::max(minX, cx0)), y0 = std::floor(std::max(minY, cy0));
   const double x1 = std::ceil(std::min(maxX, cx1)), y1 = std::ceil(std::min(maxY, cy1));
-  if (!(x1 > x0 && y1 > y0) || x1 - x0 > 16384 || y1 - y0 > 16384) return;
+  if (!(x1 > x0 && y1 > y0) || x1 - x0 > kLargestImageSide || y1 - y0 > kLargestImageSide) return;
   cairo_surface_t* copy = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(x1 - x0),
                                                      static_cast<int>(y1 - y0));
   cairo_t* cc = cairo_create(copy);
