@@ -2,9 +2,14 @@
 #include <gtest/gtest.h>
 #include <spng.h>
 
+#include <algorithm>
 #include <cstdint>
+#include <functional>
+#include <random>
 #include <sstream>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "platform/ui/image/image_scaling.h"
@@ -100,45 +105,84 @@ std::vector<uint8_t> decode(const std::string& png, uint32_t* width, uint32_t* h
 }
 
 TEST(PngRowWriterTest, BandsMakeTheSameImageAsTheWholeEncoder) {
-  // Noisy rows, so deflate fills several output buffers (several IDAT chunks); translucent for
-  // RGBA, opaque for RGB (which stores no alpha: colour type 2 in the header).
-  for (const PngPixels pixels : {PngPixels::rgba, PngPixels::opaqueRgb}) {
-    RasterImage whole(300, 120);
-    uint32_t seed = 7;
-    for (int y = 0; y < whole.height(); ++y) {
-      for (int x = 0; x < whole.width(); ++x) {
-        seed = seed * 1664525u + 1013904223u;
-        const uint32_t a = pixels == PngPixels::rgba ? (seed >> 24) | 1 : 255;
-        whole.row(y)[x] = argb(a, (seed >> 16 & 255) * a / 255, (seed >> 8 & 255) * a / 255, 0);
+  // Byte values with Fibonacci counts, shuffled so that they hardly repeat: Huffman's codes for
+  // them would be longer than deflate allows.
+  std::vector<uint8_t> skewed;
+  for (uint32_t a = 1, b = 1, v = 0; v < 20; ++v, std::tie(a, b) = std::pair(b, a + b))
+    skewed.insert(skewed.end(), a, static_cast<uint8_t>(16 + 9 * v));
+  std::shuffle(skewed.begin(), skewed.end(), std::mt19937(5));
+  // An opaque colour per pixel, or none for noise (translucent in RGBA).
+  using Colour = std::function<uint32_t(int x, int y)>;
+  const Colour stripes = [](int x, int) { return 0x102030u * static_cast<uint32_t>(x / 5 % 7); };
+  const struct {
+    const char* what;
+    int width, height;
+    Colour colour;
+    size_t atMost;  // bytes the RGB file may take; 0 for no bound
+  } cases[] = {
+      {"noise: literals over several blocks", 300, 120, nullptr, 0},
+      {"stripes: every row repeats the one above", 300, 120, stripes, 1200},
+      {"runs longer than one repeat, changing down the image", 300, 120,
+       [](int x, int y) {
+         return x < y * 2 ? 0xC04020u + static_cast<uint32_t>(y / 10) : 0x2040E0u;
+       },
+       1200},
+      {"skewed counts: codes cut to deflate's longest", 100, 60,
+       [&](int x, int y) {
+         const size_t i = static_cast<size_t>(y * 100 + x) * 3;
+         return uint32_t{skewed[i % skewed.size()]} << 16 |
+                uint32_t{skewed[(i + 1) % skewed.size()]} << 8 | skewed[(i + 2) % skewed.size()];
+       },
+       0},
+      {"rows too long to refer to the row above", 11000, 3, stripes, 0},
+  };
+  for (const auto& c : cases) {
+    for (const PngPixels pixels : {PngPixels::rgba, PngPixels::opaqueRgb}) {
+      SCOPED_TRACE(std::string(c.what) + (pixels == PngPixels::rgba ? ", RGBA" : ", RGB"));
+      RasterImage whole(c.width, c.height);
+      uint32_t seed = 7;
+      for (int y = 0; y < whole.height(); ++y) {
+        for (int x = 0; x < whole.width(); ++x) {
+          if (c.colour) {
+            whole.row(y)[x] = 0xFF000000u | c.colour(x, y);
+            continue;
+          }
+          seed = seed * 1664525u + 1013904223u;
+          const uint32_t a = pixels == PngPixels::rgba ? (seed >> 24) | 1 : 255;
+          whole.row(y)[x] = argb(a, (seed >> 16 & 255) * a / 255, (seed >> 8 & 255) * a / 255, 0);
+        }
       }
+      std::ostringstream out;
+      PngRowWriter writer(out, whole.width(), whole.height(), pixels);
+      // Bands of uneven heights, as the rows of a contact sheet are.
+      RasterImage band;
+      for (int y0 = 0, h = 7; y0 < whole.height(); y0 += h, h += 13) {
+        const int rows = std::min(h, whole.height() - y0);
+        band.reset(whole.width(), rows + 2);
+        for (int y = 0; y < rows; ++y)
+          std::copy(whole.row(y0 + y), whole.row(y0 + y) + whole.width(), band.row(y + 1));
+        ASSERT_TRUE(writer.writeRows(band, 1, rows).ok());
+      }
+      ASSERT_TRUE(writer.finish().ok());
+      const std::string file = out.str();
+      ASSERT_GT(file.size(), 25u);
+      EXPECT_EQ(file[25], pixels == PngPixels::rgba ? 6 : 2);
+      EXPECT_TRUE(file.ends_with(std::string("IEND\xAE\x42\x60\x82", 8)));
+      if (c.atMost > 0 && pixels == PngPixels::opaqueRgb) {
+        EXPECT_LE(file.size(), c.atMost);
+      }
+      uint32_t w = 0, h = 0;
+      const std::vector<uint8_t> streamed = decode(file, &w, &h);
+      auto encoded = encodePng(whole);
+      ASSERT_TRUE(encoded.ok());
+      uint32_t w2 = 0, h2 = 0;
+      const std::vector<uint8_t> reference =
+          decode(std::string(encoded->begin(), encoded->end()), &w2, &h2);
+      EXPECT_EQ(w, static_cast<uint32_t>(c.width));
+      EXPECT_EQ(h, static_cast<uint32_t>(c.height));
+      ASSERT_FALSE(streamed.empty());
+      EXPECT_TRUE(streamed == reference);
     }
-    std::ostringstream out;
-    PngRowWriter writer(out, whole.width(), whole.height(), 1, pixels);
-    // Bands of uneven heights, as the rows of a contact sheet are.
-    RasterImage band;
-    for (int y0 = 0, h = 7; y0 < whole.height(); y0 += h, h += 13) {
-      const int rows = std::min(h, whole.height() - y0);
-      band.reset(whole.width(), rows + 2);
-      for (int y = 0; y < rows; ++y)
-        std::copy(whole.row(y0 + y), whole.row(y0 + y) + whole.width(), band.row(y + 1));
-      ASSERT_TRUE(writer.writeRows(band, 1, rows).ok());
-    }
-    ASSERT_TRUE(writer.finish().ok());
-    const std::string file = out.str();
-    ASSERT_GT(file.size(), 25u);
-    EXPECT_EQ(file[25], pixels == PngPixels::rgba ? 6 : 2);
-    EXPECT_TRUE(file.ends_with(std::string("IEND\xAE\x42\x60\x82", 8)));
-    uint32_t w = 0, h = 0;
-    const std::vector<uint8_t> streamed = decode(file, &w, &h);
-    auto encoded = encodePng(whole);
-    ASSERT_TRUE(encoded.ok());
-    uint32_t w2 = 0, h2 = 0;
-    const std::vector<uint8_t> reference =
-        decode(std::string(encoded->begin(), encoded->end()), &w2, &h2);
-    EXPECT_EQ(w, 300u);
-    EXPECT_EQ(h, 120u);
-    ASSERT_FALSE(streamed.empty());
-    EXPECT_TRUE(streamed == reference);
   }
 }
 

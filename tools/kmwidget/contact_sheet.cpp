@@ -86,7 +86,7 @@ Status ContactSheet::open(const std::filesystem::path& file) {
   file_.open(file, std::ios::binary);
   if (!file_) return Error{"cannot write " + file.string()};
   // Every strip is painted with the wallpaper first, so the sheet is opaque.
-  png_ = std::make_unique<PngRowWriter>(file_, width_, height_, 1, PngPixels::opaqueRgb);
+  png_ = std::make_unique<PngRowWriter>(file_, width_, height_, PngPixels::opaqueRgb);
   return Ok{};
 }
 

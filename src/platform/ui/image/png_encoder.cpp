@@ -14,6 +14,8 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/ui/image/scanline_deflater.h"
+
 namespace km {
 namespace {
 
@@ -250,114 +252,86 @@ Result<std::vector<uint8_t>> encodePng(const RasterImage& image, int compression
   return png;
 }
 
-// The stream is raw deflate framed by hand as zlib (header, then the Adler-32 of the scanlines),
-// so that the checksum is libdeflate's, several times faster than zlib's.
+// The stream is raw deflate framed by hand as zlib (header, then the Adler-32 of the scanlines):
+// deflated by repeats of the pixel before and of the row above, which is what a sheet of flat
+// art is made of and several times faster to find than zlib's general search.
 struct PngRowWriter::Impl {
+  static constexpr size_t kChunk = 64 * 1024;
+
   std::ostream& out;
   int width, height;
   PngPixels pixels;
   int written = 0;
-  bool ok = true;
   uint32_t adler = 1;
-  z_stream z{};
-  std::vector<uint8_t> line, compressed, chunk;
+  ScanlineDeflater deflater;
+  std::vector<uint8_t> line, stream, chunk;
 
-  Impl(std::ostream& o, int w, int h, PngPixels p) : out(o), width(w), height(h), pixels(p) {}
+  Impl(std::ostream& o, int w, int h, PngPixels p, size_t lineBytes, size_t pixelBytes)
+      : out(o), width(w), height(h), pixels(p), deflater(lineBytes, pixelBytes), line(lineBytes) {}
 
-  // Writes what the output buffer holds as one IDAT chunk (a PNG may split its data over many).
-  void flushChunk() {
-    const size_t used = compressed.size() - z.avail_out;
-    if (used > 0) {
+  // Writes the stream so far as IDAT chunks of 64 KiB (a PNG may split its data over many); with
+  // `all`, the last part too.
+  void writeChunks(bool all) {
+    size_t done = 0;
+    while (stream.size() - done >= kChunk || (all && done < stream.size())) {
+      const size_t n = std::min(kChunk, stream.size() - done);
       chunk.clear();
-      appendChunk(chunk, "IDAT", compressed.data(), used);
+      appendChunk(chunk, "IDAT", stream.data() + done, n);
       out.write(reinterpret_cast<const char*>(chunk.data()),
                 static_cast<std::streamsize>(chunk.size()));
+      done += n;
     }
-    z.next_out = compressed.data();
-    z.avail_out = static_cast<uInt>(compressed.size());
-  }
-
-  // Bytes of the stream that deflate does not write (its header and checksum).
-  void put(const uint8_t* bytes, size_t count) {
-    if (z.avail_out < count) flushChunk();
-    std::memcpy(z.next_out, bytes, count);
-    z.next_out += count;
-    z.avail_out -= static_cast<uInt>(count);
-  }
-
-  void deflateAll(int flush) {
-    while (ok) {
-      const int status = deflate(&z, flush);
-      if (status == Z_STREAM_ERROR) {
-        ok = false;
-        return;
-      }
-      const bool done = flush == Z_FINISH ? status == Z_STREAM_END : z.avail_in == 0;
-      if (z.avail_out == 0) flushChunk();
-      if (done && z.avail_out > 0) return;
-    }
+    stream.erase(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(done));
   }
 };
 
-PngRowWriter::PngRowWriter(std::ostream& out, int width, int height, int compressionLevel,
-                           PngPixels pixels)
-    : impl_(std::make_unique<Impl>(out, width, height, pixels)) {
-  Impl& m = *impl_;
-  const int level = std::clamp(compressionLevel, 0, 9);
-  if (width <= 0 || height <= 0 || width > (1 << 24) / 4 || height > (1 << 24) ||
-      deflateInit2(&m.z, level, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK) {
-    m.ok = false;
-    return;
-  }
-  m.line.resize(static_cast<size_t>(width) * (pixels == PngPixels::rgba ? 4 : 3) + 1);
-  m.compressed.resize(64 * 1024);
-  m.z.next_out = m.compressed.data();
-  m.z.avail_out = static_cast<uInt>(m.compressed.size());
-  const auto zlibHead = zlibHeader(level);
-  m.put(zlibHead.data(), zlibHead.size());
+PngRowWriter::PngRowWriter(std::ostream& out, int width, int height, PngPixels pixels) {
+  if (width <= 0 || height <= 0 || width > (1 << 24) / 4 || height > (1 << 24)) return;
+  const size_t pixelBytes = pixels == PngPixels::rgba ? 4 : 3;
+  impl_ = std::make_unique<Impl>(out, width, height, pixels,
+                                 static_cast<size_t>(width) * pixelBytes + 1, pixelBytes);
+  const auto zlibHead = zlibHeader(1);
+  impl_->stream.assign(zlibHead.begin(), zlibHead.end());
   std::vector<uint8_t> head(std::begin(kSignature), std::end(kSignature));
   const auto header = imageHeader(width, height, pixels);
   appendChunk(head, "IHDR", header.data(), header.size());
   out.write(reinterpret_cast<const char*>(head.data()), static_cast<std::streamsize>(head.size()));
 }
 
-PngRowWriter::~PngRowWriter() {
-  deflateEnd(&impl_->z);
-}
+PngRowWriter::~PngRowWriter() = default;
 
 Status PngRowWriter::writeRows(const RasterImage& band, int first, int count) {
+  if (!impl_) return Error{"cannot encode an image of that size"};
   Impl& m = *impl_;
   if (band.width() != m.width || first < 0 || count < 0 || first + count > band.height() ||
       m.written + count > m.height) {
     return Error{"PNG rows do not fit the image"};
   }
-  for (int y = first; y < first + count && m.ok; ++y) {
+  for (int y = first; y < first + count; ++y) {
     if (m.pixels == PngPixels::rgba) {
       scanline(band.data(), band.stride(), m.width, y, m.line.data());
     } else {
       opaqueScanline(band.row(y), m.width, m.line.data());
     }
     m.adler = libdeflate_adler32(m.adler, m.line.data(), m.line.size());
-    m.z.next_in = m.line.data();
-    m.z.avail_in = static_cast<uInt>(m.line.size());
-    m.deflateAll(Z_NO_FLUSH);
+    m.deflater.addRow(m.line.data(), m.stream);
   }
   m.written += count;
-  if (!m.ok) return Error{"PNG encoding failed: deflate reported an error"};
+  m.writeChunks(false);
   return Ok{};
 }
 
 Status PngRowWriter::finish() {
+  if (!impl_) return Error{"cannot encode an image of that size"};
   Impl& m = *impl_;
   if (m.written != m.height) return Error{"PNG image ended before its last row"};
-  m.deflateAll(Z_FINISH);
+  m.deflater.finish(m.stream);
   const auto check = bigEndian(m.adler);
-  m.put(check.data(), check.size());
-  m.flushChunk();
+  m.stream.insert(m.stream.end(), check.begin(), check.end());
+  m.writeChunks(true);
   std::vector<uint8_t> end;
   appendChunk(end, "IEND", nullptr, 0);
   m.out.write(reinterpret_cast<const char*>(end.data()), static_cast<std::streamsize>(end.size()));
-  if (!m.ok) return Error{"PNG encoding failed: deflate reported an error"};
   if (!m.out) return Error{"cannot write the PNG file"};
   return Ok{};
 }

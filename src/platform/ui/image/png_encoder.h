@@ -29,13 +29,14 @@ enum class PngPixels {
 };
 
 // A PNG written to a stream a band of rows at a time, so that a tall image (a contact sheet of many
-// widgets) never has to be in memory whole. Rows unfiltered as in encodePng, in one deflate stream
-// on the calling thread.
+// widgets) never has to be in memory whole. Rows unfiltered as in encodePng, deflated on the
+// calling thread by repeats of the pixel before and of the row above only: several times faster
+// than encodePng's zlib, for a file about a quarter larger on flat art.
 class PngRowWriter {
  public:
   // Writes the file's signature and header at once.
-  PngRowWriter(std::ostream& out, int width, int height, int compressionLevel = 1,
-               PngPixels pixels = PngPixels::rgba);
+  // An image wider than 4 million pixels or taller than 16 million is refused at the first rows.
+  PngRowWriter(std::ostream& out, int width, int height, PngPixels pixels = PngPixels::rgba);
   ~PngRowWriter();
   PngRowWriter(const PngRowWriter&) = delete;
   PngRowWriter& operator=(const PngRowWriter&) = delete;
@@ -43,7 +44,7 @@ class PngRowWriter {
   // Appends rows [first, first + count) of `band`, which must be as wide as the image; the image's
   // rows arrive in order, band after band.
   Status writeRows(const RasterImage& band, int first, int count);
-  // Ends the file; an error when rows are missing or deflate or the stream failed.
+  // Ends the file; an error when rows are missing or the stream failed.
   Status finish();
 
  private:
