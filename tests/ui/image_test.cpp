@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <random>
 #include <sstream>
@@ -12,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/ui/image/image_file.h"
 #include "platform/ui/image/image_scaling.h"
 #include "platform/ui/image/png_encoder.h"
 #include "platform/ui/image/raster_image.h"
@@ -195,6 +198,26 @@ TEST(PngRowWriterTest, RefusesRowsThatDoNotFit) {
   EXPECT_TRUE(writer.writeRows(right, 0, 0).ok());   // no rows is no error
   ASSERT_TRUE(writer.writeRows(right, 0, 2).ok());
   EXPECT_FALSE(writer.finish().ok());  // a row short
+}
+
+TEST(WriteFileBytesTest, ReplacesTheWholeFile) {
+  const auto dir = std::filesystem::temp_directory_path() / "km_write_bytes_test";
+  std::filesystem::create_directories(dir);
+  const auto file = dir / "image.png";
+  auto read = [&] {
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  };
+  const std::vector<uint8_t> longer(100, 'a'), shorter(10, 'b');
+  ASSERT_TRUE(writeFileBytes(file, longer).ok());
+  EXPECT_EQ(read(), std::string(100, 'a'));
+  ASSERT_TRUE(writeFileBytes(file, shorter).ok());
+  EXPECT_EQ(read(), std::string(10, 'b'));  // nothing of the longer file is left
+  const Status refused = writeFileBytes(dir / "missing" / "image.png", shorter);
+  ASSERT_FALSE(refused.ok());
+  EXPECT_NE(refused.error().message.find("missing/image.png: No such file"), std::string::npos)
+      << refused.error().message;
+  std::filesystem::remove_all(dir);
 }
 
 }  // namespace

@@ -365,11 +365,7 @@ int runRender(const RenderArgs& args, const Io& io) {
     // With a worker per core, each image is encoded on its own worker's thread.
     auto bytes = encodePng(image, 1, threads > 1 ? PngThreads::one : PngThreads::upToTwo);
     if (!bytes) return Error{"cannot encode " + r.file + ": " + bytes.error().message};
-    std::ofstream out(file, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes->data()),
-              static_cast<std::streamsize>(bytes->size()));
-    if (!out) return Error{"cannot write " + file.string()};
-    return Ok{};
+    return writeFileBytes(file, *bytes);
   };
   const Status done = layOutAndDraw(order, layOut, draw, threads);
   images.clear();

@@ -4,11 +4,15 @@
 #include <cairo-pdf.h>
 #include <cairo-svg.h>
 #include <cairo.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <fstream>
 #include <string>
+#include <system_error>
 
 #include "platform/ui/image/png_encoder.h"
 #include "platform/ui/render/painter.h"
@@ -24,18 +28,43 @@ cairo_status_t appendBytes(void* closure, const unsigned char* data, unsigned in
 
 }  // namespace
 
+Status writeFileBytes(const std::filesystem::path& file, std::span<const std::uint8_t> bytes) {
+  auto failed = [&](int error) {
+    return Error{"cannot write " + file.string() + ": " + std::generic_category().message(error)};
+  };
+  const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+  if (fd < 0) return failed(errno);
+  for (std::size_t done = 0; done < bytes.size();) {
+    const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      const int error = n < 0 ? errno : EIO;
+      ::close(fd);
+      return failed(error);
+    }
+    done += static_cast<std::size_t>(n);
+  }
+  if (::ftruncate(fd, static_cast<off_t>(bytes.size())) != 0) {
+    const int error = errno;
+    ::close(fd);
+    return failed(error);
+  }
+  if (::close(fd) != 0) return failed(errno);
+  return Ok{};
+}
+
 Status writeImageFile(const DisplayList& list, const RenderOptions& o,
                       const std::filesystem::path& file) {
   std::string ext = file.extension().string();
   std::transform(ext.begin(), ext.end(), ext.begin(), ::tolower);
-  std::ofstream out(file, std::ios::binary);
-  if (!out) return Error{"cannot write " + file.string()};
   if (ext == ".png") {
     auto png = encodePng(renderImage(list, o));
     if (!png) return png.error();
-    out.write(reinterpret_cast<const char*>(png->data()),
-              static_cast<std::streamsize>(png->size()));
-  } else if (ext == ".svg" || ext == ".pdf") {
+    return writeFileBytes(file, *png);
+  }
+  std::ofstream out(file, std::ios::binary);
+  if (!out) return Error{"cannot write " + file.string()};
+  if (ext == ".svg" || ext == ".pdf") {
     cairo_surface_t* s = ext == ".svg" ? cairo_svg_surface_create_for_stream(
                                              appendBytes, &out, list.size.width, list.size.height)
                                        : cairo_pdf_surface_create_for_stream(
