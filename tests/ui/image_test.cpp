@@ -117,12 +117,13 @@ TEST(PngRowWriterTest, BandsMakeTheSameImageAsTheWholeEncoder) {
   // An opaque colour per pixel, or none for noise (translucent in RGBA).
   using Colour = std::function<uint32_t(int x, int y)>;
   const Colour stripes = [](int x, int) { return 0x102030u * static_cast<uint32_t>(x / 5 % 7); };
-  const struct {
-    const char* what;
+  struct Case {
+    std::string what;
     int width, height;
     Colour colour;
     size_t atMost;  // bytes the RGB file may take; 0 for no bound
-  } cases[] = {
+  };
+  std::vector<Case> cases = {
       {"noise: literals over several blocks", 300, 120, nullptr, 0},
       {"stripes: every row repeats the one above", 300, 120, stripes, 1200},
       {"runs longer than one repeat, changing down the image", 300, 120,
@@ -139,9 +140,16 @@ TEST(PngRowWriterTest, BandsMakeTheSameImageAsTheWholeEncoder) {
        0},
       {"rows too long to refer to the row above", 11000, 3, stripes, 0},
   };
+  // Rows that repeat the one above at distances at the first and the last of each distance code
+  // (3w + 1 and 4w + 1 bytes a row: powers of two reach every code's first distance, the
+  // (4^k - 1) / 3 the last of every other code).
+  for (const int w : {1,   2,   4,   5,   8,    16,   21,   32,   64,   85,
+                      128, 256, 341, 512, 1024, 1365, 2048, 4096, 5461, 8192}) {
+    cases.push_back({"stripes " + std::to_string(w) + " wide", w, 2, stripes, 0});
+  }
   for (const auto& c : cases) {
     for (const PngPixels pixels : {PngPixels::rgba, PngPixels::opaqueRgb}) {
-      SCOPED_TRACE(std::string(c.what) + (pixels == PngPixels::rgba ? ", RGBA" : ", RGB"));
+      SCOPED_TRACE(c.what + (pixels == PngPixels::rgba ? ", RGBA" : ", RGB"));
       RasterImage whole(c.width, c.height);
       uint32_t seed = 7;
       for (int y = 0; y < whole.height(); ++y) {
