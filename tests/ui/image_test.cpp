@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <sstream>
 #include <string>
 #include <tuple>
@@ -18,6 +17,7 @@
 #include "platform/ui/image/image_scaling.h"
 #include "platform/ui/image/png_encoder.h"
 #include "platform/ui/image/raster_image.h"
+#include "platform/ui/image/scanline_deflater.h"
 
 namespace km {
 namespace {
@@ -108,12 +108,6 @@ std::vector<uint8_t> decode(const std::string& png, uint32_t* width, uint32_t* h
 }
 
 TEST(PngRowWriterTest, BandsMakeTheSameImageAsTheWholeEncoder) {
-  // Byte values with Fibonacci counts, shuffled so that they hardly repeat: Huffman's codes for
-  // them would be longer than deflate allows.
-  std::vector<uint8_t> skewed;
-  for (uint32_t a = 1, b = 1, v = 0; v < 20; ++v, std::tie(a, b) = std::pair(b, a + b))
-    skewed.insert(skewed.end(), a, static_cast<uint8_t>(16 + 9 * v));
-  std::shuffle(skewed.begin(), skewed.end(), std::mt19937(5));
   // An opaque colour per pixel, or none for noise (translucent in RGBA).
   using Colour = std::function<uint32_t(int x, int y)>;
   const Colour stripes = [](int x, int) { return 0x102030u * static_cast<uint32_t>(x / 5 % 7); };
@@ -131,13 +125,6 @@ TEST(PngRowWriterTest, BandsMakeTheSameImageAsTheWholeEncoder) {
          return x < y * 2 ? 0xC04020u + static_cast<uint32_t>(y / 10) : 0x2040E0u;
        },
        1200},
-      {"skewed counts: codes cut to deflate's longest", 100, 60,
-       [&](int x, int y) {
-         const size_t i = static_cast<size_t>(y * 100 + x) * 3;
-         return uint32_t{skewed[i % skewed.size()]} << 16 |
-                uint32_t{skewed[(i + 1) % skewed.size()]} << 8 | skewed[(i + 2) % skewed.size()];
-       },
-       0},
       {"rows too long to refer to the row above", 11000, 3, stripes, 0},
   };
   // Rows that repeat the one above at distances at the first and the last of each distance code
@@ -194,6 +181,42 @@ TEST(PngRowWriterTest, BandsMakeTheSameImageAsTheWholeEncoder) {
       ASSERT_FALSE(streamed.empty());
       EXPECT_TRUE(streamed == reference);
     }
+  }
+}
+
+TEST(HuffmanCodeLengthsTest, CompleteCodesWithinTheLimit) {
+  // Counts whose unlimited Huffman code would be a chain as deep as there are symbols.
+  std::vector<uint32_t> fibonacci;
+  for (uint32_t a = 1, b = 1; fibonacci.size() < 25; std::tie(a, b) = std::pair(b, a + b))
+    fibonacci.push_back(a);
+  const struct {
+    const char* what;
+    std::vector<uint32_t> counts;
+    int limit;
+    std::vector<uint8_t> want;  // empty: any lengths that pass the checks below
+  } cases[] = {
+      {"Huffman's own code", {1, 1, 2, 4, 0}, 15, {3, 3, 2, 1, 0}},
+      {"a lone symbol gets a partner", {0, 0, 5}, 15, {1, 0, 1}},
+      {"no symbol used", {0, 0, 0}, 15, {1, 1, 0}},
+      {"deep codes cut to 15 bits", fibonacci, 15, {}},
+      {"deep codes cut to 7 bits", {fibonacci.begin(), fibonacci.begin() + 19}, 7, {}},
+  };
+  for (const auto& c : cases) {
+    std::vector<uint8_t> lengths(c.counts.size(), 99);
+    huffmanCodeLengths(c.counts, c.limit, lengths);
+    EXPECT_TRUE(c.want.empty() || lengths == c.want) << c.what;
+    uint64_t space = 0;  // in units of 2^-15: a complete code fills exactly 2^15
+    for (size_t i = 0; i < lengths.size(); ++i) {
+      EXPECT_LE(lengths[i], c.limit) << c.what << ", symbol " << i;
+      EXPECT_TRUE(c.counts[i] == 0 || lengths[i] > 0) << c.what << ", symbol " << i;
+      if (lengths[i] > 0) space += uint64_t{1} << (15 - lengths[i]);
+      for (size_t j = 0; j < lengths.size(); ++j) {
+        if (c.counts[j] > c.counts[i] && c.counts[i] > 0) {
+          EXPECT_LE(lengths[j], lengths[i]) << c.what << ", symbols " << j << " and " << i;
+        }
+      }
+    }
+    EXPECT_EQ(space, uint64_t{1} << 15) << c.what;
   }
 }
 

@@ -78,82 +78,11 @@ std::size_t commonLength(const std::uint8_t* a, const std::uint8_t* b, std::size
   return n;
 }
 
-// Code lengths of a Huffman code for `counts`, none longer than `limit`. A code always has at least
-// two symbols, so that it is complete even when a block uses one symbol or none.
+// Code lengths for a table of counts, as a table of the same size.
 template <std::size_t N>
 std::array<std::uint8_t, N> codeLengths(const std::array<std::uint32_t, N>& counts, int limit) {
   std::array<std::uint8_t, N> lengths{};
-  struct Leaf {
-    std::uint32_t count;
-    int symbol;
-  };
-  std::array<Leaf, N> leaves;
-  std::size_t m = 0;
-  for (std::size_t s = 0; s < N; ++s) {
-    if (counts[s] > 0) leaves[m++] = {counts[s], static_cast<int>(s)};
-  }
-  if (m < 2) {
-    const int used = m == 1 ? leaves[0].symbol : 0;
-    lengths[static_cast<std::size_t>(used)] = 1;
-    lengths[used == 0 ? 1 : 0] = 1;
-    return lengths;
-  }
-  std::sort(leaves.begin(), leaves.begin() + static_cast<std::ptrdiff_t>(m),
-            [](const Leaf& a, const Leaf& b) {
-              return a.count != b.count ? a.count < b.count : a.symbol < b.symbol;
-            });
-  // Huffman's merging with two queues: the leaves in order of count, then the merged nodes, which
-  // are made in order of weight. Nodes 0..m-1 are the leaves, the root is the last.
-  std::array<std::uint32_t, 2 * N> weight;
-  std::array<std::size_t, 2 * N> parent;
-  for (std::size_t i = 0; i < m; ++i)
-    weight[i] = leaves[i].count;
-  std::size_t leaf = 0, merged = m, next = m;
-  auto lightest = [&] {
-    if (leaf < m && (merged == next || weight[leaf] <= weight[merged])) return leaf++;
-    return merged++;
-  };
-  for (; next < 2 * m - 1; ++next) {
-    const std::size_t a = lightest(), b = lightest();
-    weight[next] = weight[a] + weight[b];
-    parent[a] = parent[b] = next;
-  }
-  std::array<int, 2 * N> depth;
-  depth[2 * m - 2] = 0;
-  int longest = 0;
-  for (std::size_t i = 2 * m - 2; i-- > 0;) {
-    depth[i] = depth[parent[i]] + 1;
-    if (i < m) longest = std::max(longest, depth[i]);
-  }
-  if (longest <= limit) {
-    for (std::size_t i = 0; i < m; ++i)
-      lengths[static_cast<std::size_t>(leaves[i].symbol)] = static_cast<std::uint8_t>(depth[i]);
-    return lengths;
-  }
-  // Too deep: cut the long codes to the limit, which over-fills the code space, then take back a
-  // code at the limit and split a shorter one into two a bit longer (same number of codes, one
-  // unit of space less) until it fits. The most frequent symbols then get the shortest codes.
-  std::array<std::uint32_t, 64> perLength{};
-  for (std::size_t i = 0; i < m; ++i)
-    ++perLength[static_cast<std::size_t>(std::min(depth[i], limit))];
-  std::uint64_t space = 0;
-  for (int length = 1; length <= limit; ++length)
-    space += std::uint64_t{perLength[static_cast<std::size_t>(length)]} << (limit - length);
-  for (; space > (std::uint64_t{1} << limit); --space) {
-    --perLength[static_cast<std::size_t>(limit)];
-    for (int length = limit - 1; length > 0; --length) {
-      if (perLength[static_cast<std::size_t>(length)] > 0) {
-        --perLength[static_cast<std::size_t>(length)];
-        perLength[static_cast<std::size_t>(length + 1)] += 2;
-        break;
-      }
-    }
-  }
-  std::size_t i = m;
-  for (int length = 1; length <= limit; ++length) {
-    for (std::uint32_t k = 0; k < perLength[static_cast<std::size_t>(length)]; ++k)
-      lengths[static_cast<std::size_t>(leaves[--i].symbol)] = static_cast<std::uint8_t>(length);
-  }
+  huffmanCodeLengths(counts, limit, lengths);
   return lengths;
 }
 
@@ -215,6 +144,85 @@ class BitSink {
 };
 
 }  // namespace
+
+void huffmanCodeLengths(std::span<const std::uint32_t> counts, int limit,
+                        std::span<std::uint8_t> lengths) {
+  constexpr std::size_t N = kMostHuffmanSymbols;
+  const std::size_t n = std::min({counts.size(), lengths.size(), N});
+  std::fill(lengths.begin(), lengths.end(), std::uint8_t{0});
+  if (n < 2) return;
+  struct Leaf {
+    std::uint32_t count;
+    int symbol;
+  };
+  std::array<Leaf, N> leaves;
+  std::size_t m = 0;
+  for (std::size_t s = 0; s < n; ++s) {
+    if (counts[s] > 0) leaves[m++] = {counts[s], static_cast<int>(s)};
+  }
+  if (m < 2) {
+    const int used = m == 1 ? leaves[0].symbol : 0;
+    lengths[static_cast<std::size_t>(used)] = 1;
+    lengths[used == 0 ? 1 : 0] = 1;
+    return;
+  }
+  std::sort(leaves.begin(), leaves.begin() + static_cast<std::ptrdiff_t>(m),
+            [](const Leaf& a, const Leaf& b) {
+              return a.count != b.count ? a.count < b.count : a.symbol < b.symbol;
+            });
+  // Huffman's merging with two queues: the leaves in order of count, then the merged nodes, which
+  // are made in order of weight. Nodes 0..m-1 are the leaves, the root is the last.
+  std::array<std::uint32_t, 2 * N> weight;
+  std::array<std::size_t, 2 * N> parent;
+  for (std::size_t i = 0; i < m; ++i)
+    weight[i] = leaves[i].count;
+  std::size_t leaf = 0, merged = m, next = m;
+  auto lightest = [&] {
+    if (leaf < m && (merged == next || weight[leaf] <= weight[merged])) return leaf++;
+    return merged++;
+  };
+  for (; next < 2 * m - 1; ++next) {
+    const std::size_t a = lightest(), b = lightest();
+    weight[next] = weight[a] + weight[b];
+    parent[a] = parent[b] = next;
+  }
+  std::array<int, 2 * N> depth;
+  depth[2 * m - 2] = 0;
+  int longest = 0;
+  for (std::size_t i = 2 * m - 2; i-- > 0;) {
+    depth[i] = depth[parent[i]] + 1;
+    if (i < m) longest = std::max(longest, depth[i]);
+  }
+  if (longest <= limit) {
+    for (std::size_t i = 0; i < m; ++i)
+      lengths[static_cast<std::size_t>(leaves[i].symbol)] = static_cast<std::uint8_t>(depth[i]);
+    return;
+  }
+  // Too deep: cut the long codes to the limit, which over-fills the code space, then take back a
+  // code at the limit and split a shorter one into two a bit longer (same number of codes, one
+  // unit of space less) until it fits. The most frequent symbols then get the shortest codes.
+  std::array<std::uint32_t, 64> perLength{};
+  for (std::size_t i = 0; i < m; ++i)
+    ++perLength[static_cast<std::size_t>(std::min(depth[i], limit))];
+  std::uint64_t space = 0;
+  for (int length = 1; length <= limit; ++length)
+    space += std::uint64_t{perLength[static_cast<std::size_t>(length)]} << (limit - length);
+  for (; space > (std::uint64_t{1} << limit); --space) {
+    --perLength[static_cast<std::size_t>(limit)];
+    for (int length = limit - 1; length > 0; --length) {
+      if (perLength[static_cast<std::size_t>(length)] > 0) {
+        --perLength[static_cast<std::size_t>(length)];
+        perLength[static_cast<std::size_t>(length + 1)] += 2;
+        break;
+      }
+    }
+  }
+  std::size_t i = m;
+  for (int length = 1; length <= limit; ++length) {
+    for (std::uint32_t k = 0; k < perLength[static_cast<std::size_t>(length)]; ++k)
+      lengths[static_cast<std::size_t>(leaves[--i].symbol)] = static_cast<std::uint8_t>(length);
+  }
+}
 
 ScanlineDeflater::ScanlineDeflater(std::size_t rowBytes, std::size_t pixelBytes)
     : rowBytes_(std::max<std::size_t>(rowBytes, 1)),

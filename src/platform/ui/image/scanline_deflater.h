@@ -5,12 +5,25 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace km {
 
-// Flat art (a contact sheet of widgets: wallpaper, card backgrounds, solid shapes, blank rows) is
-// almost all of these two repeats, and finding only them is about four times faster than zlib's
+// The most symbols a Huffman code of deflate has (its literal/length alphabet).
+inline constexpr std::size_t kMostHuffmanSymbols = 286;
+
+// Code lengths of a Huffman code for symbols used `counts` times, none longer than `limit` (at most
+// 15, and room for every used symbol). Used symbols get a length and unused ones 0; a more
+// frequent symbol's code is never longer. The code is always complete, so that any inflater takes
+// it: with fewer than two symbols used, symbols 0 and 1 (or the one used and another) get length 1.
+// Up to kMostHuffmanSymbols symbols; `lengths` is as long as `counts`.
+void huffmanCodeLengths(std::span<const std::uint32_t> counts, int limit,
+                        std::span<std::uint8_t> lengths);
+
+// A deflate encoder that finds only repeats of the pixel before and of the row above. Flat art (a
+// contact sheet of widgets: wallpaper, card backgrounds, solid shapes, blank rows) is almost all
+// of these two repeats, and finding only them is about four times faster than zlib's
 // fastest general search, for a stream a quarter or so larger; the rest (gradients, text edges)
 // goes out as literals under Huffman codes fitted to each block. It is ours because the libraries
 // at hand either search generally (zlib) or compress only a whole buffer at once (libdeflate),
@@ -30,7 +43,7 @@ class ScanlineDeflater {
   void finish(std::vector<std::uint8_t>& out);
 
  private:
-  static constexpr int kLiteralLengthCodes = 286, kDistanceCodes = 30;
+  static constexpr std::size_t kLiteralLengthCodes = kMostHuffmanSymbols, kDistanceCodes = 30;
 
   void writeBlock(bool last, std::vector<std::uint8_t>& out);
 
