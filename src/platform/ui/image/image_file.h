@@ -15,7 +15,8 @@ namespace km {
 // the new length after the write rather than emptied first. Emptying would free blocks that a
 // rewrite of about the same size reuses, and on ext4 it makes closing the file start writing it
 // back at once (the file system's guard for files replaced by truncation), both on the writer's
-// time.
+// time. A crash between the write and the cut leaves the old file's tail after the new bytes,
+// which for a PNG is past its end, where readers stop.
 Status writeFileBytes(const std::filesystem::path& file, std::span<const std::uint8_t> bytes);
 
 // Renders and writes a PNG, SVG or PDF file (chosen by the extension; vector formats are in
