@@ -4,7 +4,9 @@
 #include <cairo.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <filesystem>
+#include <sstream>
 
 #include "gallery.h"
 #include "platform/ui/image/image_scaling.h"
@@ -145,6 +147,43 @@ void BM_ComposeShrunk(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * image.width() * image.height());
 }
 BENCHMARK(BM_ComposeShrunk)->Unit(benchmark::kMicrosecond);
+
+// A contact sheet's worth of rows: widgets drawn at scale 3 and shrunk by 3 onto the sheet's
+// wallpaper, 712 pixels wide and about as tall as a render of 99 widgets makes it. Written as the
+// contact sheet writes it (RGB through the row writer: arg 0) and, for comparison, by encodePng
+// (zlib at level 1, RGBA, on one thread: arg 1).
+void BM_SheetPng(benchmark::State& state) {
+  const LayoutOptions lo{&catalog()};
+  const RasterImage ring =
+      renderImage(layout(gallery::ringWidget(0.72), {158, 158}, lo), options());
+  const RasterImage text = renderImage(layout(gallery::textWidget(), {338, 158}, lo), options());
+  RasterImage sheet(712, 6000);
+  for (int y = 0; y < sheet.height(); ++y)
+    std::fill(sheet.row(y), sheet.row(y) + sheet.width(), 0xFFCCD1DBu);
+  for (int y = 12; y + 200 < sheet.height(); y += 200) {
+    composeShrunk(ring, 3, sheet, 12, y);
+    composeShrunk(text, 3, sheet, 182, y);
+    composeShrunk(ring, 3, sheet, 532, y);
+  }
+  std::size_t bytes = 0;
+  for (auto _ : state) {
+    if (state.range(0) == 0) {
+      std::ostringstream out;
+      PngRowWriter writer(out, sheet.width(), sheet.height(), PngPixels::opaqueRgb);
+      if (!writer.writeRows(sheet, 0, sheet.height()).ok() || !writer.finish().ok()) {
+        state.SkipWithError("the row writer failed");
+        return;
+      }
+      bytes = out.str().size();
+    } else {
+      auto png = encodePng(sheet, 1, PngThreads::one);
+      bytes = png->size();
+      benchmark::DoNotOptimize(png);
+    }
+  }
+  state.counters["bytes"] = static_cast<double>(bytes);
+}
+BENCHMARK(BM_SheetPng)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 cairo_status_t countBytes(void* closure, const unsigned char*, unsigned int length) {
   *static_cast<size_t*>(closure) += length;

@@ -32,7 +32,8 @@ Status writeFileBytes(const std::filesystem::path& file, std::span<const std::ui
   auto failed = [&](int error) {
     return Error{"cannot write " + file.string() + ": " + std::generic_category().message(error)};
   };
-  const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+  // A new file gets the permissions the umask leaves, as any stream would give it.
+  const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
   if (fd < 0) return failed(errno);
   for (std::size_t done = 0; done < bytes.size();) {
     const ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
