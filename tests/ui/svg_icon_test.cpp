@@ -58,18 +58,16 @@ json dump(const SvgIcon& icon) {
       items.push_back("end");
     } else {
       const auto& s = std::get<SvgShape>(item);
-      static const char* const kCaps[] = {"butt", "round", "square"};
-      static const char* const kJoins[] = {"miter", "round", "bevel"};
       items.push_back({{"outline", dump(s.outline)},
                        {"transform", dump(s.transform)},
                        {"fill", dump(s.fill)},
                        {"evenOdd", s.fillRule == SvgFillRule::evenOdd},
                        {"stroke", dump(s.stroke)},
-                       {"strokeWidth", s.strokeWidth},
-                       {"lineCap", kCaps[static_cast<int>(s.lineCap)]},
-                       {"lineJoin", kJoins[static_cast<int>(s.lineJoin)]},
-                       {"miterLimit", s.miterLimit},
-                       {"dashes", s.dashes},
+                       {"strokeWidth", s.strokeStyle.lineWidth},
+                       {"lineCap", *kLineCapNames.name(s.strokeStyle.lineCap)},
+                       {"lineJoin", *kLineJoinNames.name(s.strokeStyle.lineJoin)},
+                       {"miterLimit", s.strokeStyle.miterLimit},
+                       {"dashes", s.strokeStyle.dash},
                        {"opacity", s.opacity}});
     }
   }

@@ -121,10 +121,8 @@ class Writer {
               paint(out, "stroke", *c.stroke);
               const StrokeStyle& s = c.strokeStyle;
               out["lineWidth"] = rounded(s.lineWidth);
-              static const char* caps[] = {"butt", "round", "square"};
-              static const char* joins[] = {"miter", "round", "bevel"};
-              out["lineCap"] = caps[static_cast<int>(s.lineCap)];
-              out["lineJoin"] = joins[static_cast<int>(s.lineJoin)];
+              out["lineCap"] = kLineCapNames.name(s.lineCap).value_or("butt");
+              out["lineJoin"] = kLineJoinNames.name(s.lineJoin).value_or("miter");
               out["miterLimit"] = rounded(s.miterLimit);
               if (!s.dash.empty()) {
                 out["dash"] = s.dash;

@@ -5,6 +5,7 @@
 #include <variant>
 #include <vector>
 
+#include "base/enum_names.h"
 #include "platform/ui/color.h"
 #include "platform/ui/geometry.h"
 
@@ -50,6 +51,12 @@ using Paint = std::variant<Color, LinearGradient, AngularGradient>;
 
 enum class LineCap { butt, round, square };
 enum class LineJoin { miter, round, bevel };
+
+// Their names wherever they travel as text: SVG attributes, view descriptions, display-list JSON.
+inline constexpr auto kLineCapNames = enumNames<LineCap>(
+    {{LineCap::butt, "butt"}, {LineCap::round, "round"}, {LineCap::square, "square"}});
+inline constexpr auto kLineJoinNames = enumNames<LineJoin>(
+    {{LineJoin::miter, "miter"}, {LineJoin::round, "round"}, {LineJoin::bevel, "bevel"}});
 
 struct StrokeStyle {
   double lineWidth = 1;

@@ -11,6 +11,7 @@
 #include "base/result.h"
 #include "platform/ui/color.h"
 #include "platform/ui/geometry.h"
+#include "platform/ui/paint.h"
 
 namespace km {
 
@@ -57,8 +58,6 @@ struct SvgSegment {
 };
 using SvgOutline = std::vector<SvgSegment>;
 
-enum class SvgLineCap { butt, round, square };
-enum class SvgLineJoin { miter, round, bevel };
 enum class SvgFillRule { nonZero, evenOdd };
 
 // A shape as it is drawn: its outline in its own user units, the transform that takes those
@@ -69,12 +68,9 @@ struct SvgShape {
   std::optional<RGBA> fill;  // nullopt: not filled; alpha includes fill-opacity
   SvgFillRule fillRule = SvgFillRule::nonZero;
   std::optional<RGBA> stroke;  // nullopt: not stroked; alpha includes stroke-opacity
-  double strokeWidth = 1;
-  SvgLineCap lineCap = SvgLineCap::butt;
-  SvgLineJoin lineJoin = SvgLineJoin::miter;
-  double miterLimit = 4;
-  std::vector<double> dashes;  // empty: solid; otherwise an even number of lengths
-  double dashOffset = 0;
+  // SVG's defaults: width 1, butt caps, mitred joins up to 4, solid; a dash pattern has an even
+  // number of lengths.
+  StrokeStyle strokeStyle{.miterLimit = 4};
   double opacity = 1;  // of fill and stroke composited together
 };
 

@@ -239,15 +239,9 @@ RoundedCornerStyle cornerStyle(const json& j, const std::string& path) {
 StrokeStyle strokeStyle(const json& j, const std::string& path) {
   StrokeStyle s;
   if (j.contains("lineWidth")) s.lineWidth = length(j["lineWidth"], key(path, "lineWidth"));
-  if (j.contains("lineCap")) {
-    static const std::map<std::string, LineCap> caps{
-        {"butt", LineCap::butt}, {"round", LineCap::round}, {"square", LineCap::square}};
-    s.lineCap = oneOf(j["lineCap"], key(path, "lineCap"), caps);
-  }
+  if (j.contains("lineCap")) s.lineCap = oneOf(j["lineCap"], key(path, "lineCap"), kLineCapNames);
   if (j.contains("lineJoin")) {
-    static const std::map<std::string, LineJoin> joins{
-        {"miter", LineJoin::miter}, {"round", LineJoin::round}, {"bevel", LineJoin::bevel}};
-    s.lineJoin = oneOf(j["lineJoin"], key(path, "lineJoin"), joins);
+    s.lineJoin = oneOf(j["lineJoin"], key(path, "lineJoin"), kLineJoinNames);
   }
   if (j.contains("dash")) {
     const std::string p = key(path, "dash");

@@ -3,11 +3,14 @@
 // The readers of a view description's values (numbers, lengths, colours, fonts, alignments,
 // stroke styles, paths): each checks one JSON value and names its path in the error.
 
+#include <cstddef>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "base/enum_names.h"
 #include "base/message_text.h"
 #include "platform/ui/view.h"
 
@@ -44,6 +47,11 @@ const std::string& string(const json& j, const std::string& path);
 int lineCount(const json& j, const std::string& path);
 
 // One of the names of `names`; the error lists them all.
+// Fails on `s`, a value that is none of the names in `list`.
+[[noreturn]] inline void notOneOf(const std::string& path, const std::string& s,
+                                  const std::string& list) {
+  fail(path, "unknown value \"" + echoedInput(s) + "\" (expected one of: " + list + ")");
+}
 template <typename T>
 T oneOf(const json& j, const std::string& path, const std::map<std::string, T>& names) {
   const std::string& s = string(j, path);
@@ -51,7 +59,16 @@ T oneOf(const json& j, const std::string& path, const std::map<std::string, T>& 
   std::string list;
   for (const auto& [name, value] : names)
     list += (list.empty() ? "" : ", ") + name;
-  fail(path, "unknown value \"" + echoedInput(s) + "\" (expected one of: " + list + ")");
+  notOneOf(path, s, list);
+}
+template <typename E, std::size_t N>
+E oneOf(const json& j, const std::string& path, const EnumNames<E, N>& names) {
+  const std::string& s = string(j, path);
+  if (const std::optional<E> value = names.value(s)) return *value;
+  std::string list;
+  for (const EnumName<E>& row : names)
+    list += (list.empty() ? "" : ", ") + std::string(row.name);
+  notOneOf(path, s, list);
 }
 
 Alignment alignment(const json& j, const std::string& path);

@@ -10,6 +10,7 @@
 #include <variant>
 #include <vector>
 
+#include "platform/ui/render/cairo_bridge.h"
 #include "platform/ui/svg_icon.h"
 
 namespace km {
@@ -92,16 +93,7 @@ void drawSvgIcon(cairo_t* cr, const SvgIcon& icon, const Rect& viewport) {
     if (shape.stroke) {
       cairo_set_source_rgba(cr, shape.stroke->red, shape.stroke->green, shape.stroke->blue,
                             shape.stroke->alpha * alpha);
-      cairo_set_line_width(cr, shape.strokeWidth);
-      cairo_set_line_cap(cr, shape.lineCap == SvgLineCap::round    ? CAIRO_LINE_CAP_ROUND
-                             : shape.lineCap == SvgLineCap::square ? CAIRO_LINE_CAP_SQUARE
-                                                                   : CAIRO_LINE_CAP_BUTT);
-      cairo_set_line_join(cr, shape.lineJoin == SvgLineJoin::round   ? CAIRO_LINE_JOIN_ROUND
-                              : shape.lineJoin == SvgLineJoin::bevel ? CAIRO_LINE_JOIN_BEVEL
-                                                                     : CAIRO_LINE_JOIN_MITER);
-      cairo_set_miter_limit(cr, shape.miterLimit);
-      cairo_set_dash(cr, shape.dashes.data(), static_cast<int>(shape.dashes.size()),
-                     shape.dashOffset);
+      render::applyStroke(cr, shape.strokeStyle);
       cairo_stroke_preserve(cr);
     }
     cairo_new_path(cr);

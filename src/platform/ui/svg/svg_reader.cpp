@@ -28,21 +28,12 @@ struct Style {
   PaintValue stroke;
   RGBA color{0, 0, 0, 1};  // what currentColor means; black, the colour icons are tinted from
   double fillOpacity = 1, strokeOpacity = 1;
-  double strokeWidth = 1;
-  SvgLineCap lineCap = SvgLineCap::butt;
-  SvgLineJoin lineJoin = SvgLineJoin::miter;
-  double miterLimit = 4;
-  std::vector<double> dashes;
-  double dashOffset = 0;
+  StrokeStyle strokeStyle{.miterLimit = 4};
   SvgFillRule fillRule = SvgFillRule::nonZero;
 };
 
 constexpr char kSvgNamespace[] = "http://www.w3.org/2000/svg";
 
-constexpr auto kLineCaps = enumNames<SvgLineCap>(
-    {{SvgLineCap::butt, "butt"}, {SvgLineCap::round, "round"}, {SvgLineCap::square, "square"}});
-constexpr auto kLineJoins = enumNames<SvgLineJoin>(
-    {{SvgLineJoin::miter, "miter"}, {SvgLineJoin::round, "round"}, {SvgLineJoin::bevel, "bevel"}});
 constexpr auto kFillRules =
     enumNames<SvgFillRule>({{SvgFillRule::nonZero, "nonzero"}, {SvgFillRule::evenOdd, "evenodd"}});
 
@@ -199,17 +190,18 @@ class Reader {
     if (key == "color") return set(svg::parseColorValue(v), s.color);
     if (key == "fill-opacity") return set(svg::parseOpacity(v), s.fillOpacity);
     if (key == "stroke-opacity") return set(svg::parseOpacity(v), s.strokeOpacity);
-    if (key == "stroke-width") return set(nonNegative(svg::parseLength(v)), s.strokeWidth);
-    if (key == "stroke-dashoffset") return set(svg::parseLength(v), s.dashOffset);
+    if (key == "stroke-width")
+      return set(nonNegative(svg::parseLength(v)), s.strokeStyle.lineWidth);
+    if (key == "stroke-dashoffset") return set(svg::parseLength(v), s.strokeStyle.dashPhase);
     if (key == "stroke-miterlimit") {
       auto m = svg::numberList(v);
       return set(m && m->size() == 1 && (*m)[0] >= 1 ? std::optional((*m)[0]) : std::nullopt,
-                 s.miterLimit);
+                 s.strokeStyle.miterLimit);
     }
-    if (key == "stroke-linecap") return set(kLineCaps.value(v), s.lineCap);
-    if (key == "stroke-linejoin") return set(kLineJoins.value(v), s.lineJoin);
+    if (key == "stroke-linecap") return set(kLineCapNames.value(v), s.strokeStyle.lineCap);
+    if (key == "stroke-linejoin") return set(kLineJoinNames.value(v), s.strokeStyle.lineJoin);
     if (key == "fill-rule") return set(kFillRules.value(v), s.fillRule);
-    if (key == "stroke-dasharray") return set(svg::parseDashes(v), s.dashes);
+    if (key == "stroke-dasharray") return set(svg::parseDashes(v), s.strokeStyle.dash);
     if (key == "opacity") {
       auto o = svg::parseOpacity(v);
       if (!o) return Applied::badValue;
@@ -276,13 +268,8 @@ class Reader {
     };
     shape.fill = resolve(s.fill, s.fillOpacity);
     shape.fillRule = s.fillRule;
-    if (s.strokeWidth > 0) shape.stroke = resolve(s.stroke, s.strokeOpacity);
-    shape.strokeWidth = s.strokeWidth;
-    shape.lineCap = s.lineCap;
-    shape.lineJoin = s.lineJoin;
-    shape.miterLimit = s.miterLimit;
-    shape.dashes = s.dashes;
-    shape.dashOffset = s.dashOffset;
+    if (s.strokeStyle.lineWidth > 0) shape.stroke = resolve(s.stroke, s.strokeOpacity);
+    shape.strokeStyle = s.strokeStyle;
   }
 
   XML_Parser parser_;
