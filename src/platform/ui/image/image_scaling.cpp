@@ -2,6 +2,7 @@
 #include "platform/ui/image/image_scaling.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -28,17 +29,19 @@ void composeBlockRow(const uint16_t* columns, int count, int factor, uint32_t* o
   auto mean = [&](uint32_t s) { return (s + area / 2) / area; };
   for (int ox = 0; ox < count; ++ox) {
     const uint16_t* px = columns + static_cast<std::ptrdiff_t>(ox) * f * 4;
-    uint32_t s0 = 0, s1 = 0, s2 = 0, s3 = 0;
+    uint32_t sums[4] = {};  // by byte in memory
     for (int k = 0; k < f; ++k) {
-      s0 += px[4 * k];
-      s1 += px[4 * k + 1];
-      s2 += px[4 * k + 2];
-      s3 += px[4 * k + 3];
+      sums[0] += px[4 * k];
+      sums[1] += px[4 * k + 1];
+      sums[2] += px[4 * k + 2];
+      sums[3] += px[4 * k + 3];
     }
-    // The block's mean, rounded (pixels beyond the source's edge count as transparent). The
-    // channel bytes are in the memory order of a native 32-bit ARGB pixel on a little-endian
-    // machine.
-    const uint32_t b = mean(s0), g = mean(s1), r = mean(s2), a = mean(s3);
+    // The block's mean, rounded (pixels beyond the source's edge count as transparent). A native
+    // 32-bit ARGB pixel is B, G, R, A in memory on a little-endian machine, A, R, G, B on a
+    // big-endian one.
+    constexpr bool kLittle = std::endian::native == std::endian::little;
+    const uint32_t b = mean(sums[kLittle ? 0 : 3]), g = mean(sums[kLittle ? 1 : 2]),
+                   r = mean(sums[kLittle ? 2 : 1]), a = mean(sums[kLittle ? 3 : 0]);
     if (a == 255) {  // most of a widget: covers the target whatever is below
       out[ox] = (a << 24) | (r << 16) | (g << 8) | b;
       continue;
