@@ -326,10 +326,11 @@ void ScanlineDeflater::writeBlock(bool last, std::vector<std::uint8_t>& out) {
   while (listed > 4 && runLengths[kCodeLengthOrder[listed - 1]] == 0)
     --listed;
 
-  // At most 48 bits a repeat, and the header well under 1 KiB.
-  const std::size_t start = out.size();
-  out.resize(start + 6 * tokens_.size() + 1024);
-  BitSink sink(out.data() + start, bits_, bitCount_);
+  // Coded into a buffer kept from block to block (at most 48 bits a repeat, and the header well
+  // under 1 KiB), so that only what a block takes is appended to `out`.
+  const std::size_t most = 6 * tokens_.size() + 1024;
+  if (coded_.size() < most) coded_.resize(most);
+  BitSink sink(coded_.data(), bits_, bitCount_);
   sink.put(last ? 1 : 0, 1);
   sink.put(2, 2);  // Huffman codes of its own
   sink.put(static_cast<std::uint32_t>(literalCount - 257), 5);
@@ -358,7 +359,7 @@ void ScanlineDeflater::writeBlock(bool last, std::vector<std::uint8_t>& out) {
   }
   sink.put(literalLengthCodes[kEndOfBlock], literalLengths[kEndOfBlock]);
   sink.drain(last);
-  out.resize(static_cast<std::size_t>(sink.at() - out.data()));
+  out.insert(out.end(), coded_.data(), sink.at());
   bits_ = sink.bits();
   bitCount_ = sink.count();
 

@@ -55,6 +55,7 @@ class ScanlineDeflater {
   std::vector<std::uint32_t> tokens_;
   std::array<std::uint32_t, kLiteralLengthCodes> literalLengthCounts_{};
   std::array<std::uint32_t, kDistanceCodes> distanceCounts_{};
+  std::vector<std::uint8_t> coded_;  // a block's bytes as they are coded
   // Bits not yet whole bytes, lowest first, carried from block to block.
   std::uint64_t bits_ = 0;
   int bitCount_ = 0;
