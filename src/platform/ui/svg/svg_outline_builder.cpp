@@ -48,6 +48,12 @@ void OutlineBuilder::arcTo(double rx, double ry, double xAxisRotationDegrees, bo
   double delta = theta2 - theta1;
   if (sweep && delta < 0) delta += 2 * kPi;
   if (!sweep && delta > 0) delta -= 2 * kPi;
+  // Ends so far apart that the grown radii overflow leave no arc to speak of: the end is joined
+  // by a line, as for a zero radius.
+  if (!std::isfinite(delta) || !std::isfinite(cx) || !std::isfinite(cy)) {
+    lineTo(end);
+    return;
+  }
 
   const int segments = std::max(1, static_cast<int>(std::ceil(std::abs(delta) / (kPi / 2) - 1e-9)));
   const double step = delta / segments;
