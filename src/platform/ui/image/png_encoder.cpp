@@ -1,5 +1,6 @@
-// PNG encoding: scanlines converted from premultiplied pixels, deflated with zlib (large images in
-// two halves on two threads, joined into one stream) and wrapped in PNG chunks.
+// PNG encoding: scanlines converted from premultiplied pixels, deflated (a whole image with zlib,
+// large ones in two halves on two threads joined into one stream; a band-by-band image with the
+// scanline deflater) and wrapped in PNG chunks.
 #include "platform/ui/image/png_encoder.h"
 
 #include <libdeflate.h>
